@@ -1,0 +1,471 @@
+/*
+ * record.cpp: DravoData, DravoPartialData and DravoDataList.
+ *
+ * A record is its type (a pointer into a dictionary that outlives it), its
+ * data name, its raw value and its variable fields. Every put goes through
+ * PutValueImpl / putValue, which encode the value with the field codec and
+ * only then touch the record, so a refused put changes nothing.
+ */
+#include <DravoPlus/DravoData.h>
+#include <DravoPlus/DravoPlus.h>
+
+#include "dictionary.h"
+#include "fieldcodec.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+const DravoData::VariableField* findVariable(const std::vector<DravoData::VariableField>& fields, const char* name)
+{
+    for (const DravoData::VariableField& f : fields)
+        if (f.name == name)
+            return &f;
+    return nullptr;
+}
+
+std::size_t textLength(const char* p, std::size_t max)
+{
+    const void* zero = std::memchr(p, 0, max);
+    return zero ? static_cast<std::size_t>(static_cast<const char*>(zero) - p) : max;
+}
+
+std::u16string utf16From(const char* p, std::size_t bytes, bool stopAtZero)
+{
+    std::u16string text(bytes / 2, u'\0');
+    if (!text.empty())
+        std::memcpy(text.data(), p, text.size() * 2);
+    if (stopAtZero) {
+        const std::size_t zero = text.find(u'\0');
+        if (zero != std::u16string::npos)
+            text.resize(zero);
+    }
+    return text;
+}
+
+} // namespace
+
+/* ---- DravoData ----------------------------------------------------------- */
+
+DravoData::DravoData() = default;
+
+DravoData::DravoData(const char* typeName, const char* dataName)
+{
+    if (typeName && *typeName) {
+        m_type = dravo::findType(typeName);
+        if (m_type)
+            m_raw.assign(static_cast<std::size_t>(m_type->size), '\0');
+        else
+            m_typeName = typeName;
+    }
+    if (dataName)
+        m_dataName = dataName;
+}
+
+DravoData::DravoData(const DravoData& other) = default;
+DravoData::DravoData(DravoData&& other) noexcept = default;
+DravoData& DravoData::operator=(const DravoData& other) = default;
+DravoData& DravoData::operator=(DravoData&& other) noexcept = default;
+DravoData::~DravoData() = default;
+
+bool DravoData::IsGood() const
+{
+    return m_type || m_typeName.empty();
+}
+
+const char* DravoData::GetTypeName() const
+{
+    return m_type ? m_type->name.c_str() : m_typeName.c_str();
+}
+
+const char* DravoData::GetDataName() const
+{
+    return m_dataName.c_str();
+}
+
+void DravoData::SetFullName(const char* dataName)
+{
+    m_dataName = dataName ? dataName : "";
+}
+
+const char* DravoData::GetRawValue() const
+{
+    return m_raw.data();
+}
+
+char* DravoData::GetRawValue()
+{
+    return m_raw.data();
+}
+
+int DravoData::GetBufferSize() const
+{
+    return static_cast<int>(m_raw.size());
+}
+
+int DravoData::SetRawValue(const void* buffer, int size)
+{
+    if (size < 0 || (!buffer && size > 0))
+        return DRAVO_BAD_ARGUMENT;
+    const char* bytes = static_cast<const char*>(buffer);
+    m_raw.assign(bytes, bytes + size);
+    if (m_type && m_raw.size() < static_cast<std::size_t>(m_type->size))
+        m_raw.resize(static_cast<std::size_t>(m_type->size), '\0');
+    return DRAVO_OK;
+}
+
+int DravoData::SetMidType(const char* typeName, const void* buffer, int size)
+{
+    if (size < 0 || (!buffer && size > 0))
+        return DRAVO_BAD_ARGUMENT;
+    const DravoRecordType* type = nullptr;
+    if (typeName && *typeName) {
+        type = dravo::findType(typeName);
+        if (!type)
+            return DRAVO_UNKNOWN_TYPE;
+    }
+    m_type = type;
+    m_typeName.clear();
+    m_fields.clear();
+    return SetRawValue(buffer, size);
+}
+
+int DravoData::CastType(const char* typeName)
+{
+    const DravoRecordType* type = nullptr;
+    if (typeName && *typeName) {
+        type = dravo::findType(typeName);
+        if (!type)
+            return DRAVO_UNKNOWN_TYPE;
+    }
+    m_type = type;
+    m_typeName.clear();
+    if (m_type && m_raw.size() < static_cast<std::size_t>(m_type->size))
+        m_raw.resize(static_cast<std::size_t>(m_type->size), '\0');
+    return DRAVO_OK;
+}
+
+int DravoData::PutValue(const char* field, bool value)
+{
+    const std::uint8_t byte = value ? 1 : 0;
+    return PutValueImpl(field, DravoKindUInt8, &byte, 1);
+}
+
+int DravoData::PutValue(const char* field, const char* text)
+{
+    if (!text)
+        return DRAVO_BAD_ARGUMENT;
+    return PutValueImpl(field, DravoKindText, text, std::strlen(text));
+}
+
+int DravoData::PutValue(const char* field, const std::string& text)
+{
+    return PutValueImpl(field, DravoKindText, text.data(), text.size());
+}
+
+int DravoData::PutValue(const char* field, const void* bytes, int length)
+{
+    if (length < 0)
+        return DRAVO_BAD_ARGUMENT;
+    return PutValueImpl(field, DravoKindBytes, bytes, static_cast<std::size_t>(length));
+}
+
+int DravoData::PutValue(const char* field, const DravoData& record)
+{
+    const std::string bytes = DravoPlus::SerializeRecord(record);
+    return PutValueImpl(field, DravoKindRecord, bytes.data(), bytes.size());
+}
+
+int DravoData::PutValueUtf16(const char* field, const char16_t* text, int length)
+{
+    if (length < 0)
+        return DRAVO_BAD_ARGUMENT;
+    return PutValueImpl(field, DravoKindUtf16, text, static_cast<std::size_t>(length) * 2);
+}
+
+int DravoData::PutValueImpl(const char* field, DravoFieldKind kind, const void* data, std::size_t size)
+{
+    if (!field)
+        return DRAVO_BAD_ARGUMENT;
+    if (!m_type)
+        return IsGood() ? DRAVO_UNKNOWN_FIELD : DRAVO_UNKNOWN_TYPE;
+    const DravoFieldDef* def = m_type->find(field);
+    if (!def)
+        return DRAVO_UNKNOWN_FIELD;
+    std::string bytes;
+    DravoFieldKind stored = DravoKindNone;
+    if (int rc = dravo::encodeField(*def, kind, data, size, bytes, stored))
+        return rc;
+    if (def->isFixed()) {
+        std::memcpy(m_raw.data() + def->offset, bytes.data(), bytes.size());
+        return DRAVO_OK;
+    }
+    for (VariableField& f : m_fields) {
+        if (f.name == field) {
+            f.kind = stored;
+            f.bytes = std::move(bytes);
+            return DRAVO_OK;
+        }
+    }
+    m_fields.push_back({field, stored, std::move(bytes)});
+    return DRAVO_OK;
+}
+
+int DravoData::GetValueImpl(const char* field, DravoFieldKind kind, void* out, std::size_t size) const
+{
+    if (!out || size != static_cast<std::size_t>(dravo::scalarSize(kind)) || !dravo::isNumeric(kind))
+        return DRAVO_BAD_ARGUMENT;
+    std::memset(out, 0, size);
+    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    if (!def)
+        return DRAVO_UNKNOWN_FIELD;
+    if (def->isFixed())
+        return dravo::decodeNumber(def->kind, m_raw.data() + def->offset, static_cast<std::size_t>(def->size), kind, out);
+    const VariableField* v = findVariable(m_fields, field);
+    if (!v)
+        return DRAVO_NOT_FOUND;
+    return dravo::decodeNumber(v->kind, v->bytes.data(), v->bytes.size(), kind, out);
+}
+
+int DravoData::GetValue(const char* field, std::string& out) const
+{
+    out.clear();
+    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    if (!def)
+        return DRAVO_UNKNOWN_FIELD;
+    if (def->isFixed()) {
+        const char* p = m_raw.data() + def->offset;
+        if (def->kind == DravoKindText)
+            out.assign(p, textLength(p, static_cast<std::size_t>(def->size)));
+        else if (def->kind == DravoKindBytes)
+            out.assign(p, static_cast<std::size_t>(def->size));
+        else
+            return DRAVO_WRONG_KIND;
+        return DRAVO_OK;
+    }
+    const VariableField* v = findVariable(m_fields, field);
+    if (!v)
+        return DRAVO_NOT_FOUND;
+    if (v->kind != DravoKindText && v->kind != DravoKindBytes)
+        return DRAVO_WRONG_KIND;
+    out = v->bytes;
+    return DRAVO_OK;
+}
+
+int DravoData::GetValue(const char* field, std::u16string& out) const
+{
+    out.clear();
+    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    if (!def)
+        return DRAVO_UNKNOWN_FIELD;
+    if (def->isFixed()) {
+        if (def->kind != DravoKindUtf16)
+            return DRAVO_WRONG_KIND;
+        out = utf16From(m_raw.data() + def->offset, static_cast<std::size_t>(def->size), true);
+        return DRAVO_OK;
+    }
+    const VariableField* v = findVariable(m_fields, field);
+    if (!v)
+        return DRAVO_NOT_FOUND;
+    if (v->kind != DravoKindUtf16)
+        return DRAVO_WRONG_KIND;
+    out = utf16From(v->bytes.data(), v->bytes.size(), false);
+    return DRAVO_OK;
+}
+
+int DravoData::GetValue(const char* field, DravoData& out) const
+{
+    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    if (!def)
+        return DRAVO_UNKNOWN_FIELD;
+    const VariableField* v = def->isFixed() ? nullptr : findVariable(m_fields, field);
+    if (!v)
+        return def->isFixed() ? DRAVO_WRONG_KIND : DRAVO_NOT_FOUND;
+    if (v->kind != DravoKindRecord)
+        return DRAVO_WRONG_KIND;
+    return DravoPlus::DeserializeRecord(v->bytes.data(), v->bytes.size(), out);
+}
+
+std::int32_t DravoData::GetSignedIntValue(const char* field) const
+{
+    std::int32_t v = 0;
+    GetValue(field, v);
+    return v;
+}
+
+std::uint32_t DravoData::GetUnSignedIntValue(const char* field) const
+{
+    std::uint32_t v = 0;
+    GetValue(field, v);
+    return v;
+}
+
+std::int16_t DravoData::GetShortValue(const char* field) const
+{
+    std::int16_t v = 0;
+    GetValue(field, v);
+    return v;
+}
+
+double DravoData::GetDoubleValue(const char* field) const
+{
+    double v = 0;
+    GetValue(field, v);
+    return v;
+}
+
+std::u16string DravoData::GetWStringValue(const char* field) const
+{
+    std::u16string text;
+    GetValue(field, text);
+    return text;
+}
+
+bool DravoData::HasField(const char* field) const
+{
+    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    if (!def)
+        return false;
+    return def->isFixed() || findVariable(m_fields, field) != nullptr;
+}
+
+std::vector<std::string> DravoData::VariableFieldNames() const
+{
+    std::vector<std::string> names;
+    names.reserve(m_fields.size());
+    for (const VariableField& f : m_fields)
+        names.push_back(f.name);
+    return names;
+}
+
+/* ---- DravoPartialData ---------------------------------------------------- */
+
+DravoPartialData::DravoPartialData() = default;
+
+DravoPartialData::DravoPartialData(const char* typeName, const char* dataName)
+{
+    m_type = dravo::findType(typeName);
+    if (!m_type && typeName)
+        m_typeName = typeName;
+    if (dataName)
+        m_dataName = dataName;
+}
+
+bool DravoPartialData::IsGood() const
+{
+    return m_type != nullptr;
+}
+
+const char* DravoPartialData::GetTypeName() const
+{
+    return m_type ? m_type->name.c_str() : m_typeName.c_str();
+}
+
+const char* DravoPartialData::GetDataName() const
+{
+    return m_dataName.c_str();
+}
+
+void DravoPartialData::SetFullName(const char* dataName)
+{
+    m_dataName = dataName ? dataName : "";
+}
+
+int DravoPartialData::PutValue(const char* field, const char* text)
+{
+    if (!text)
+        return DRAVO_BAD_ARGUMENT;
+    return putValue(field, DravoKindText, text, std::strlen(text));
+}
+
+int DravoPartialData::PutValue(const char* field, const std::string& text)
+{
+    return putValue(field, DravoKindText, text.data(), text.size());
+}
+
+int DravoPartialData::PutValue(const char* field, const void* bytes, int length)
+{
+    if (length < 0)
+        return DRAVO_BAD_ARGUMENT;
+    return putValue(field, DravoKindBytes, bytes, static_cast<std::size_t>(length));
+}
+
+int DravoPartialData::PutValueUtf16(const char* field, const char16_t* text, int length)
+{
+    if (length < 0)
+        return DRAVO_BAD_ARGUMENT;
+    return putValue(field, DravoKindUtf16, text, static_cast<std::size_t>(length) * 2);
+}
+
+int DravoPartialData::putValue(const char* field, DravoFieldKind kind, const void* data, std::size_t size)
+{
+    if (!field)
+        return DRAVO_BAD_ARGUMENT;
+    if (!m_type)
+        return DRAVO_UNKNOWN_TYPE;
+    const DravoFieldDef* def = m_type->find(field);
+    if (!def)
+        return DRAVO_UNKNOWN_FIELD;
+    if (!def->isFixed())
+        return DRAVO_WRONG_KIND;
+    std::string encoded;
+    DravoFieldKind stored = DravoKindNone;
+    if (int rc = dravo::encodeField(*def, kind, data, size, encoded, stored))
+        return rc;
+    /* Numbers keep the width of this type's field; texts and bytes keep
+     * their own length, so they can land in any field long enough. */
+    Field value{field, stored, std::move(encoded)};
+    if (!dravo::isNumeric(def->kind)) {
+        value.kind = kind;
+        value.bytes.assign(static_cast<const char*>(data), size);
+    }
+    for (Field& f : m_fields) {
+        if (f.name == field) {
+            f = std::move(value);
+            return DRAVO_OK;
+        }
+    }
+    m_fields.push_back(std::move(value));
+    return DRAVO_OK;
+}
+
+int DravoPartialData::ApplyTo(DravoData& record) const
+{
+    const DravoRecordType* type = record.recordType();
+    if (!type)
+        return record.IsGood() ? DRAVO_UNKNOWN_FIELD : DRAVO_UNKNOWN_TYPE;
+    std::vector<char> raw = record.m_raw;
+    for (const Field& f : m_fields) {
+        const DravoFieldDef* def = type->find(f.name.c_str());
+        if (!def)
+            return DRAVO_UNKNOWN_FIELD;
+        if (!def->isFixed())
+            return DRAVO_WRONG_KIND;
+        std::string bytes;
+        DravoFieldKind stored = DravoKindNone;
+        if (int rc = dravo::encodeField(*def, f.kind, f.bytes.data(), f.bytes.size(), bytes, stored))
+            return rc;
+        std::memcpy(raw.data() + def->offset, bytes.data(), bytes.size());
+    }
+    record.m_raw.swap(raw);
+    return DRAVO_OK;
+}
+
+/* ---- DravoDataList ------------------------------------------------------- */
+
+DravoDataList::DravoDataList() = default;
+DravoDataList::DravoDataList(DravoDataList&&) noexcept = default;
+DravoDataList& DravoDataList::operator=(DravoDataList&&) noexcept = default;
+DravoDataList::~DravoDataList() = default;
+
+void DravoDataList::clear()
+{
+    m_records.clear();
+    m_records.shrink_to_fit();
+}
+
+void DravoPlus::DestoryDravoDataList(DravoDataList& list)
+{
+    list.clear();
+}

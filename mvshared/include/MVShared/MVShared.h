@@ -1,0 +1,13 @@
+/*
+ * MVShared.h: the umbrella header. Including it gives an application every
+ * exported class of the library and the middleware records it passes around.
+ */
+#ifndef MVSHARED_H
+#define MVSHARED_H
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <MVShared/MVSharedGlobal.h>
+#include <MVShared/MVSharedVersion.h>
+
+#endif
