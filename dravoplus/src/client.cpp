@@ -281,7 +281,9 @@ int DravoPlus::GetDataPointN(const std::vector<std::string>& names, DravoDataLis
 int DravoPlus::GetDataPointByTypeName(const char* type, DravoDataList& out, const char* server, const char* domain)
 {
     out.clear();
-    const int rc = !type ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.getRecordsByType(type, out); });
+    int rc = DRAVO_BAD_ARGUMENT;
+    if (type)
+        rc = dravo::findType(type) ? withBackend([&](Backend& b) { return b.getRecordsByType(type, out); }) : DRAVO_NOT_FOUND;
     if (dravo::recording())
         record("GetDataPointByTypeName", {arg(type), arg(server), arg(domain)}, rc);
     return rc;

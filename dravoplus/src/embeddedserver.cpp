@@ -1,0 +1,557 @@
+/*
+ * embeddedserver.cpp: the runtime server that lives inside this process, and
+ * the backend through which each client of the process reaches it.
+ *
+ * Here are the clients and their connections, the simulated outage, the point
+ * database and the heartbeat entries; event boxes are in embeddedboxes.cpp
+ * and packets in embeddedpackets.cpp. An outage behaves like a network
+ * failure between the clients and a server that keeps running: records,
+ * persistent boxes and heartbeat entries survive it, everything that belongs
+ * to a connection (transient boxes, packet receivers, blocked calls) does not.
+ */
+#include "embeddedserver.h"
+#include "embeddedstate.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+
+namespace dravo {
+namespace embedded {
+
+namespace {
+
+const char* const kServerName = "embedded";
+const char* const kMarkerName = ":marker";
+
+/* The probe record that tells a client the database answers; loadTime says
+ * when this server (re)started serving. */
+DravoData makeMarker()
+{
+    DravoData marker("MARKER", kMarkerName);
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    marker.PutValue("version", std::int32_t{1});
+    marker.PutValue("loadTime",
+                    static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count()));
+    return marker;
+}
+
+} // namespace
+
+Clock::time_point deadlineAfter(long waitMs)
+{
+    /* Ten years: far beyond any wait, far below the clock's range. */
+    constexpr long kLongestWaitMs = 10L * 365 * 24 * 3600 * 1000;
+    const long ms = std::clamp(waitMs, 0L, kLongestWaitMs);
+    return Clock::now() + std::chrono::milliseconds(ms);
+}
+
+/* Never destroyed: clients freed by static destructors and middleware
+ * threads still running at exit must never meet a dead server. */
+EmbeddedServer& EmbeddedServer::instance()
+{
+    static EmbeddedServer* const server = new EmbeddedServer();
+    return *server;
+}
+
+EmbeddedServer::EmbeddedServer()
+{
+    ensureMarkerLocked(makeMarker());
+}
+
+/* ---- Clients and connection --------------------------------------------- */
+
+ClientKey EmbeddedServer::addClient(const std::string& name, BackendSink& sink)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const ClientKey key = ++m_lastClient;
+    ClientState& state = m_clients[key];
+    state.name = name;
+    state.sink = &sink;
+    return key;
+}
+
+/* The backend is going away: its client leaves like a disconnect, but its
+ * sink may already be half destroyed with its owner, so it hears nothing. */
+void EmbeddedServer::removeClient(ClientKey client)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ClientState* state = clientLocked(client);
+    if (!state)
+        return;
+    bringDownLocked(client, *state, false);
+    m_clients.erase(client);
+}
+
+int EmbeddedServer::connect(ClientKey client)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ClientState* state = clientLocked(client);
+    if (!state)
+        return DRAVO_NOT_CONNECTED;
+    state->wantsConnection = true;
+    state->silent = false;
+    if (!m_online)
+        return DRAVO_NOT_CONNECTED;
+    if (!state->connected)
+        bringUpLocked(*state);
+    return DRAVO_OK;
+}
+
+int EmbeddedServer::disconnect(ClientKey client)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ClientState* state = clientLocked(client);
+    if (!state)
+        return DRAVO_OK;
+    state->wantsConnection = false;
+    bringDownLocked(client, *state, true);
+    return DRAVO_OK;
+}
+
+void EmbeddedServer::abandon(ClientKey client)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ClientState* state = clientLocked(client);
+    if (!state)
+        return;
+    state->wantsConnection = false;
+    bringDownLocked(client, *state, false);
+    state->silent = true;
+}
+
+bool EmbeddedServer::isConnected(ClientKey client)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return connectedLocked(client);
+}
+
+void EmbeddedServer::setOnline(bool online)
+{
+    /* Built before locking: making a record may load the dictionary. */
+    DravoData marker = online ? makeMarker() : DravoData();
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (online == m_online)
+        return;
+    m_online = online;
+    if (online) {
+        ensureMarkerLocked(std::move(marker));
+        for (auto& [key, state] : m_clients)
+            if (state.wantsConnection && !state.connected)
+                bringUpLocked(state);
+        return;
+    }
+    for (auto& [key, state] : m_clients)
+        bringDownLocked(key, state, true);
+    /* Owners are all gone now; what they left must not outlive the outage. */
+    removeTransientBoxesLocked();
+    wakeAllWaitersLocked();
+}
+
+bool EmbeddedServer::online()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_online;
+}
+
+bool EmbeddedServer::connectedLocked(ClientKey client) const
+{
+    const auto it = m_clients.find(client);
+    return it != m_clients.end() && it->second.connected;
+}
+
+ClientState* EmbeddedServer::clientLocked(ClientKey client)
+{
+    const auto it = m_clients.find(client);
+    return it == m_clients.end() ? nullptr : &it->second;
+}
+
+/* The sink of a client that still exists and may still hear news. */
+BackendSink* EmbeddedServer::audibleSinkLocked(ClientKey client)
+{
+    ClientState* state = clientLocked(client);
+    return state && !state->silent ? state->sink : nullptr;
+}
+
+void EmbeddedServer::bringUpLocked(ClientState& state)
+{
+    state.connected = true;
+    state.sink->connectionUp();
+    state.sink->activeServerChanged(kServerName);
+}
+
+/* Ends a client's connection: what belongs to the connection goes, what
+ * belongs to the task (persistent boxes, heartbeat entries) stays, and the
+ * task's heartbeat leases start running out. */
+void EmbeddedServer::bringDownLocked(ClientKey client, ClientState& state, bool notify)
+{
+    if (!state.connected)
+        return;
+    state.connected = false;
+    if (notify && !state.silent) {
+        state.sink->connectionDown();
+        state.sink->activeServerChanged("");
+    }
+    releaseClientLocked(client);
+}
+
+void EmbeddedServer::releaseClientLocked(ClientKey client)
+{
+    removeClientBoxesLocked(client);
+    dropReceiversLocked(client);
+    startLeasesLocked(client);
+    /* The client's own blocked calls must return now, wherever they wait. */
+    wakeAllWaitersLocked();
+}
+
+void EmbeddedServer::wakeAllWaitersLocked()
+{
+    for (auto& [name, box] : m_boxes)
+        if (box->waiters > 0)
+            box->cv.notify_all();
+    for (auto& [name, target] : m_targets)
+        if (target->waiters > 0)
+            target->cv.notify_all();
+    for (auto& [handle, packet] : m_packets)
+        if (packet->waiters > 0)
+            packet->cv.notify_all();
+}
+
+void EmbeddedServer::ensureMarkerLocked(DravoData marker)
+{
+    if (m_records.count(kMarkerName) == 0)
+        storeRecordLocked(std::move(marker));
+}
+
+/* ---- Heartbeats ----------------------------------------------------------- */
+
+bool EmbeddedServer::heartbeatLiveLocked(const HeartbeatEntry& entry, Clock::time_point now) const
+{
+    return connectedLocked(entry.holder) || now < entry.leaseUntil;
+}
+
+/* A holder that lost its connection keeps its entries for one lease, so a
+ * short outage does not hand the task to the standby. */
+void EmbeddedServer::startLeasesLocked(ClientKey client)
+{
+    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(scaledMs(kHeartbeatLeaseSeconds));
+    for (auto& [task, entry] : m_heartbeats)
+        if (entry.holder == client)
+            entry.leaseUntil = until;
+}
+
+int EmbeddedServer::contendHeartbeat(ClientKey client, const std::string& task, const DravoData& record)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    auto it = m_heartbeats.find(task);
+    if (it != m_heartbeats.end() && it->second.holder != client) {
+        if (heartbeatLiveLocked(it->second, Clock::now()))
+            return DRAVO_HEARTBEAT_HELD;
+        if (BackendSink* previous = audibleSinkLocked(it->second.holder))
+            previous->heartbeatLost(task);
+    }
+    HeartbeatEntry& entry = m_heartbeats[task];
+    entry.holder = client;
+    entry.holderName = m_clients[client].name;
+    entry.record = record;
+    return DRAVO_OK;
+}
+
+int EmbeddedServer::listHeartbeats(ClientKey client, std::vector<DravoHeartbeatInfo>& out)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    out.clear();
+    const Clock::time_point now = Clock::now();
+    for (const auto& [task, entry] : m_heartbeats) {
+        DravoHeartbeatInfo info;
+        info.task = task;
+        info.holder = entry.holderName;
+        info.live = heartbeatLiveLocked(entry, now);
+        info.record = entry.record;
+        out.push_back(std::move(info));
+    }
+    return DRAVO_OK;
+}
+
+/* ---- Point database ------------------------------------------------------- */
+
+void EmbeddedServer::storeRecordLocked(DravoData record)
+{
+    const std::string name = record.GetDataName();
+    auto it = m_records.find(name);
+    if (it != m_records.end()) {
+        unindexRecordLocked(name, it->second);
+        m_recordsByType[record.GetTypeName()].insert(name);
+        it->second = std::move(record);
+        return;
+    }
+    m_recordsByType[record.GetTypeName()].insert(name);
+    m_records.emplace(name, std::move(record));
+}
+
+void EmbeddedServer::unindexRecordLocked(const std::string& name, const DravoData& record)
+{
+    auto it = m_recordsByType.find(record.GetTypeName());
+    if (it == m_recordsByType.end())
+        return;
+    it->second.erase(name);
+    if (it->second.empty())
+        m_recordsByType.erase(it);
+}
+
+int EmbeddedServer::getRecord(ClientKey client, const std::string& name, DravoData& out)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    const auto it = m_records.find(name);
+    if (it == m_records.end())
+        return DRAVO_NOT_FOUND;
+    out = it->second;
+    return DRAVO_OK;
+}
+
+int EmbeddedServer::getRecords(ClientKey client, const std::vector<std::string>& names, DravoDataList& out)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    out.clear();
+    for (const std::string& name : names) {
+        const auto it = m_records.find(name);
+        if (it == m_records.end())
+            continue;
+        out.append(it->second);
+        out.records().back().SetFullName(name.c_str());
+    }
+    return DRAVO_OK;
+}
+
+int EmbeddedServer::getRecordsByType(ClientKey client, const std::string& type, DravoDataList& out)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    out.clear();
+    const auto names = m_recordsByType.find(type);
+    if (names == m_recordsByType.end())
+        return DRAVO_OK;
+    for (const std::string& name : names->second)
+        out.append(m_records.at(name));
+    return DRAVO_OK;
+}
+
+int EmbeddedServer::putRecords(ClientKey client, const std::vector<DravoData>& records)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    for (const DravoData& record : records)
+        if (!record.IsGood() || !*record.GetTypeName() || !*record.GetDataName())
+            return DRAVO_BAD_ARGUMENT;
+    for (const DravoData& record : records)
+        storeRecordLocked(record);
+    return DRAVO_OK;
+}
+
+int EmbeddedServer::deleteRecord(ClientKey client, const std::string& name)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+    const auto it = m_records.find(name);
+    if (it == m_records.end())
+        return DRAVO_NOT_FOUND;
+    unindexRecordLocked(name, it->second);
+    m_records.erase(it);
+    return DRAVO_OK;
+}
+
+/* A batch is applied to copies first, entry after entry (so two entries for
+ * one record build on each other); only when every entry fits are the copies
+ * stored, and with publish each entry's result goes out as a raw change under
+ * the same lock, so no reader ever sees a write without its event or an event
+ * without its write. */
+int EmbeddedServer::putPartials(ClientKey client, const std::vector<std::string>& names,
+                                const std::vector<const DravoPartialData*>& partials, bool publish)
+{
+    if (names.size() != partials.size())
+        return DRAVO_BAD_ARGUMENT;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!connectedLocked(client))
+        return DRAVO_NOT_CONNECTED;
+
+    std::vector<DravoData> results;              /* each entry's updated record, in batch order */
+    results.reserve(names.size());
+    std::unordered_map<std::string, std::size_t> latest;   /* name -> its newest result */
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (!partials[i])
+            return DRAVO_BAD_ARGUMENT;
+        const auto previous = latest.find(names[i]);
+        const DravoData* base = nullptr;
+        if (previous != latest.end()) {
+            base = &results[previous->second];
+        } else {
+            const auto stored = m_records.find(names[i]);
+            if (stored == m_records.end())
+                return DRAVO_NOT_FOUND;
+            base = &stored->second;
+        }
+        DravoData updated = *base;
+        if (const int rc = partials[i]->ApplyTo(updated))
+            return rc;
+        results.push_back(std::move(updated));
+        latest[names[i]] = results.size() - 1;
+    }
+
+    for (const auto& [name, index] : latest)
+        m_records[name] = publish ? results[index] : std::move(results[index]);
+    if (publish) {
+        std::vector<const DravoData*> events;
+        events.reserve(results.size());
+        for (const DravoData& record : results)
+            events.push_back(&record);
+        deliverLocked(DRAVO_EVENT_RAW_CHANGE, events, std::string());
+    }
+    return DRAVO_OK;
+}
+
+/* ---- The backend of one client -------------------------------------------- */
+
+namespace {
+
+class EmbeddedBackend final : public Backend
+{
+public:
+    EmbeddedBackend(const std::string& clientId, BackendSink& sink)
+        : m_server(EmbeddedServer::instance()), m_client(m_server.addClient(clientId, sink))
+    {
+    }
+    ~EmbeddedBackend() override { m_server.removeClient(m_client); }
+
+    EmbeddedBackend(const EmbeddedBackend&) = delete;
+    EmbeddedBackend& operator=(const EmbeddedBackend&) = delete;
+
+    int connect() override { return m_server.connect(m_client); }
+    int disconnect() override { return m_server.disconnect(m_client); }
+    bool isConnected() const override { return m_server.isConnected(m_client); }
+    std::string activeServer() const override { return isConnected() ? kServerName : ""; }
+    void abandon() override { m_server.abandon(m_client); }
+
+    int contendHeartbeat(const std::string& task, const DravoData& record) override
+    {
+        return m_server.contendHeartbeat(m_client, task, record);
+    }
+    int listHeartbeats(std::vector<DravoHeartbeatInfo>& out) override
+    {
+        return m_server.listHeartbeats(m_client, out);
+    }
+
+    int getRecord(const std::string& name, DravoData& out) override
+    {
+        return m_server.getRecord(m_client, name, out);
+    }
+    int getRecords(const std::vector<std::string>& names, DravoDataList& out) override
+    {
+        return m_server.getRecords(m_client, names, out);
+    }
+    int getRecordsByType(const std::string& type, DravoDataList& out) override
+    {
+        return m_server.getRecordsByType(m_client, type, out);
+    }
+    int putRecords(const std::vector<DravoData>& records) override
+    {
+        return m_server.putRecords(m_client, records);
+    }
+    int deleteRecord(const std::string& name) override { return m_server.deleteRecord(m_client, name); }
+    int putPartials(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
+                    bool publish) override
+    {
+        return m_server.putPartials(m_client, names, partials, publish);
+    }
+
+    /* The source of an event is not kept: no box or reader asks for it. */
+    int sendEvents(int kind, const std::vector<const DravoData*>& records, const std::string& /*source*/,
+                   const std::string& domain) override
+    {
+        return m_server.sendEvents(m_client, kind, records, domain);
+    }
+    int createBox(const std::string& name, int kind, int capacity, const std::string& domain) override
+    {
+        return m_server.createBox(m_client, name, kind, capacity, domain);
+    }
+    int setPersistent(const std::string& name, bool persistent) override
+    {
+        return m_server.setPersistent(m_client, name, persistent);
+    }
+    int deleteBox(const std::string& name) override { return m_server.deleteBox(m_client, name); }
+    int connectPort(const std::string& name, unsigned int& port) override
+    {
+        return m_server.connectPort(m_client, name, port);
+    }
+    int receive(unsigned int port, DravoDataList& out, const std::string& typeFilter, int maxRecords,
+                long waitMs) override
+    {
+        return m_server.receive(m_client, port, out, typeFilter, maxRecords, waitMs);
+    }
+    int boxInfo(const std::string& name, DravoEventBoxInfo& out) override
+    {
+        return m_server.boxInfo(m_client, name, out);
+    }
+    int listBoxes(std::vector<DravoEventBoxInfo>& out) override { return m_server.listBoxes(m_client, out); }
+
+    int sendPacket(const std::string& target, const DravoData& request, int mode, long expiryMs,
+                   DravoHandle& handle) override
+    {
+        return m_server.sendPacket(m_client, target, request, mode, expiryMs, handle);
+    }
+    int waitReply(DravoHandle handle, DravoData& reply, long waitMs) override
+    {
+        return m_server.waitReply(m_client, handle, reply, waitMs);
+    }
+    int releaseHandle(DravoHandle handle) override { return m_server.releaseHandle(m_client, handle); }
+    int registerReceiver(const std::string& target) override
+    {
+        return m_server.registerReceiver(m_client, target);
+    }
+    int unregisterReceiver(const std::string& target) override
+    {
+        return m_server.unregisterReceiver(m_client, target);
+    }
+    int receivePacket(const std::string& target, DravoData& request, DravoHandle& handle, long waitMs) override
+    {
+        return m_server.receivePacket(m_client, target, request, handle, waitMs);
+    }
+    int replyPacket(DravoHandle handle, const DravoData& reply) override
+    {
+        return m_server.replyPacket(m_client, handle, reply);
+    }
+
+private:
+    EmbeddedServer& m_server;
+    const ClientKey m_client;
+};
+
+} // namespace
+} // namespace embedded
+
+std::unique_ptr<Backend> makeEmbeddedBackend(const std::string& clientId, BackendSink& sink)
+{
+    return std::make_unique<embedded::EmbeddedBackend>(clientId, sink);
+}
+
+void setEmbeddedServerOnline(bool online)
+{
+    embedded::EmbeddedServer::instance().setOnline(online);
+}
+
+bool embeddedServerOnline()
+{
+    return embedded::EmbeddedServer::instance().online();
+}
+
+} // namespace dravo
