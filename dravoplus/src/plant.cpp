@@ -49,6 +49,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <exception>
@@ -248,8 +249,12 @@ std::string numberText(const Json& v)
         return std::to_string(v.GetInt64());
     if (v.IsUint64())
         return std::to_string(v.GetUint64());
+    /* The shortest form that reads back as the same double. */
+    const double d = v.GetDouble();
     char buf[64];
-    std::snprintf(buf, sizeof buf, "%.17g", v.GetDouble());
+    std::snprintf(buf, sizeof buf, "%.15g", d);
+    if (std::strtod(buf, nullptr) != d)
+        std::snprintf(buf, sizeof buf, "%.17g", d);
     return buf;
 }
 
@@ -290,7 +295,8 @@ public:
         : m_where(where)
     {
         if (!value.IsObject())
-            fail(where.text() + ": must be an object, not " + jsonKind(value));
+            fail(m_where.text() + ": must be an object, not " + jsonKind(value));
+        presetName(value);
         std::unordered_set<std::string> seen;
         for (auto it = value.MemberBegin(); it != value.MemberEnd(); ++it) {
             const std::string key(it->name.GetString(), it->name.GetStringLength());
@@ -298,17 +304,35 @@ public:
             for (const char* a : allowed)
                 known = known || key == a;
             if (!known)
-                fail(where.text() + ": unknown member " + inQuotes(key));
+                fail(m_where.text() + ": unknown member " + inQuotes(key));
             if (!seen.insert(key).second)
-                fail(where.text() + ": member " + inQuotes(key) + " appears twice");
+                fail(m_where.text() + ": member " + inQuotes(key) + " appears twice");
             if (key == "comment" && !it->value.IsString())
-                fail(where.text() + ": member 'comment' must be a string, not " + jsonKind(it->value));
+                fail(m_where.text() + ": member 'comment' must be a string, not " + jsonKind(it->value));
             m_members.emplace(key, &it->value);
         }
     }
 
     void setName(const std::string& name) { m_where.setName(name); }
     const Where& where() const { return m_where; }
+
+private:
+    /* Messages about the other members name the object as soon as it has a
+     * usable name; the name itself is checked later. */
+    void presetName(const Json& value)
+    {
+        const auto it = value.FindMember("name");
+        if (it == value.MemberEnd() || !it->value.IsString() || it->value.GetStringLength() > 255)
+            return;
+        const std::string name(it->value.GetString(), it->value.GetStringLength());
+        for (unsigned char c : name) {
+            if (c < 0x20 || c == 0x7F)
+                return;
+        }
+        m_where.setName(name);
+    }
+
+public:
 
     const Json* find(const char* key) const
     {

@@ -1,0 +1,477 @@
+/*
+ * main.cpp: mvsim, the plant simulator.
+ *
+ * mvsim plays the runtime server of a plant so that operator applications
+ * can be developed and demonstrated without a site. `mvsim --demo` is the
+ * main job: it connects to the runtime server (the embedded one unless
+ * --servers names another), loads a plant file (the sample plant by default)
+ * and then reads the plant back the way an operator client does — by name
+ * through the name-index records, several points in one batch read, every
+ * channel by type — and ends with a summary table in which every check says
+ * PASSED or FAILED.
+ *
+ * The demo is a sequence of named steps (DemoRun::run) so that the operator
+ * scenario can grow step by step: drivers, change streaming, controls, polls.
+ *
+ * Exit status: 0 when every check passed, 1 when the plant could not be loaded
+ * or a check failed, 2 for a wrong command line.
+ */
+#include <DravoPlus/DravoPlus.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+#include <QVector>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+/* Object types of the name-index records. */
+constexpr int kObjectStatus = 0;
+constexpr int kObjectAnalog = 1;
+constexpr int kObjectRemoteUnit = 2;
+constexpr int kObjectChannel = 3;
+constexpr int kObjectText = 5;
+
+/* Points read back by name: this many from the start, middle and end of each
+ * kind's list, so that a plant's whole id range is touched. */
+constexpr int kPointsPerKind = 3;
+
+QTextStream& out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream& err()
+{
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+QString resultText(int code)
+{
+    return QString::fromUtf16(DravoPlus::GetErrorString(code)) + QStringLiteral(" (code %1)").arg(code);
+}
+
+/* The sample plant: the source tree's copy while mvsim runs from a build
+ * tree, else the one installed beside the dictionary. */
+QString samplePlantPath()
+{
+    const QString source = QStringLiteral(MV_SAMPLE_PLANT);
+    if (QFileInfo::exists(source))
+        return source;
+    return QDir::cleanPath(QCoreApplication::applicationDirPath()
+                           + QStringLiteral("/../share/dravoplus/examples/plant.json"));
+}
+
+/* One object the demo looks up by name. */
+struct NamedObject {
+    QString kind;           /* "status point", "channel", ... */
+    QString name;           /* as in the plant file */
+    QString indexKey;       /* its name-index record */
+    QString recordPrefix;   /* "STATUS", "COMMLINK", ... */
+    int objectType = 0;
+    int id = 0;             /* the id the plant file gives it */
+};
+
+/* What the demo takes from the plant file to read back. */
+struct PlantOutline {
+    QString name;
+    QVector<NamedObject> points;
+    QVector<NamedObject> channels;
+    QVector<NamedObject> remoteUnits;
+};
+
+/* Picks up to kPointsPerKind items spread over a list. */
+QVector<int> spreadIndexes(int size)
+{
+    QVector<int> picked;
+    if (size <= 0)
+        return picked;
+    const int wanted = qMin(size, kPointsPerKind);
+    for (int i = 0; i < wanted; ++i) {
+        const int index = wanted == 1 ? 0 : static_cast<int>(static_cast<long long>(i) * (size - 1) / (wanted - 1));
+        if (picked.isEmpty() || picked.last() != index)
+            picked.append(index);
+    }
+    return picked;
+}
+
+NamedObject namedObject(const QJsonObject& item, const QString& kind, const QString& prefix,
+                        const QString& recordPrefix, int objectType)
+{
+    NamedObject o;
+    o.kind = kind;
+    o.name = item.value(QStringLiteral("name")).toString();
+    o.indexKey = prefix + o.name;
+    o.recordPrefix = recordPrefix;
+    o.objectType = objectType;
+    o.id = item.value(QStringLiteral("id")).toInt();
+    return o;
+}
+
+/* Reads the plant file with Qt's own JSON reader, independently of the
+ * loader, so that the read-back compares against the file itself. */
+bool readOutline(const QString& path, PlantOutline& outline, QString& why)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        why = file.errorString();
+        return false;
+    }
+    QJsonParseError parseError;
+    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &parseError);
+    if (parseError.error != QJsonParseError::NoError || !doc.isObject()) {
+        why = parseError.errorString();
+        return false;
+    }
+    const QJsonObject top = doc.object();
+    outline.name = top.value(QStringLiteral("plant")).toString();
+
+    struct Kind {
+        const char* member;
+        const char* label;
+        const char* record;
+        int objectType;
+    };
+    const Kind kinds[] = {{"status", "status point", "STATUS", kObjectStatus},
+                          {"analog", "analog point", "ANALOG", kObjectAnalog},
+                          {"text", "text point", "TEXT", kObjectText}};
+    const QJsonObject points = top.value(QStringLiteral("points")).toObject();
+    for (const Kind& kind : kinds) {
+        const QJsonArray list = points.value(QLatin1String(kind.member)).toArray();
+        for (int i : spreadIndexes(list.size()))
+            outline.points.append(namedObject(list.at(i).toObject(), QLatin1String(kind.label), QString(),
+                                              QLatin1String(kind.record), kind.objectType));
+    }
+    for (const QJsonValue& v : top.value(QStringLiteral("channels")).toArray())
+        outline.channels.append(namedObject(v.toObject(), QStringLiteral("channel"), QStringLiteral("@C::"),
+                                            QStringLiteral("COMMLINK"), kObjectChannel));
+    for (const QJsonValue& v : top.value(QStringLiteral("remoteUnits")).toArray())
+        outline.remoteUnits.append(namedObject(v.toObject(), QStringLiteral("remote unit"), QStringLiteral("@R::"),
+                                               QStringLiteral("REMOTEUNIT"), kObjectRemoteUnit));
+    return true;
+}
+
+std::string dataName(const NamedObject& o)
+{
+    return (o.recordPrefix + QString::number(o.id)).toStdString();
+}
+
+/* ---- The demo ------------------------------------------------------------- */
+
+struct Check {
+    QString name;
+    bool passed = false;
+    QString detail;   /* why it failed */
+};
+
+class DemoRun
+{
+public:
+    DemoRun(QString plantPath, QString servers) : m_plantPath(std::move(plantPath)), m_servers(std::move(servers)) {}
+
+    int run()
+    {
+        if (!connectToServer() || !loadPlant())
+            return 1;
+        readPlantOutline();
+        resolveNames();
+        readPointsInOneBatch();
+        readAllChannels();
+        printSummary();
+        DravoPlus::DisConnectMid(nullptr);
+        return allPassed() ? 0 : 1;
+    }
+
+private:
+    /* Step: reach the runtime server. */
+    bool connectToServer()
+    {
+        const int rc = DravoPlus::ConnectMid(nullptr);
+        const char* active = DravoPlus::activeServer(nullptr);
+        m_activeServer = active && *active ? QString::fromUtf8(active) : m_servers;
+        if (rc != 0) {
+            err() << "mvsim: cannot connect to the runtime server (" << m_servers << "): " << resultText(rc)
+                  << Qt::endl;
+            return false;
+        }
+        check(QStringLiteral("connect to the runtime server"), true);
+        return true;
+    }
+
+    /* Step: load the plant file into the server. */
+    bool loadPlant()
+    {
+        std::string error;
+        QElapsedTimer timer;
+        timer.start();
+        const int rc = DravoPlus::LoadPlant(QFile::encodeName(m_plantPath).constData(), &m_summary, &error);
+        m_loadMs = static_cast<double>(timer.nsecsElapsed()) / 1.0e6;
+        if (rc != 0) {
+            err() << "mvsim: the plant cannot be loaded: " << QString::fromStdString(error) << Qt::endl;
+            DravoPlus::DisConnectMid(nullptr);
+            return false;
+        }
+        check(QStringLiteral("load the plant"), true);
+        return true;
+    }
+
+    /* Step: take the plant's name and the objects to read back from the file. */
+    void readPlantOutline()
+    {
+        QString why;
+        const bool ok = readOutline(m_plantPath, m_outline, why);
+        check(QStringLiteral("read the plant file's outline"), ok, why);
+    }
+
+    /* Step: find objects by name, as operator clients do: name-index record
+     * -> id -> the object's record, whose id and full name must match. */
+    void resolveNames()
+    {
+        for (const QVector<NamedObject>* list : {&m_outline.points, &m_outline.channels, &m_outline.remoteUnits}) {
+            for (const NamedObject& o : *list) {
+                ++m_namesTried;
+                QString why;
+                const bool ok = resolve(o, why);
+                if (ok) {
+                    ++m_namesResolved;
+                    if (list == &m_outline.points)
+                        m_resolvedPoints.append(o);
+                }
+                check(QStringLiteral("resolve %1 '%2' by name").arg(o.kind, o.name), ok, why);
+            }
+        }
+    }
+
+    static bool resolve(const NamedObject& o, QString& why)
+    {
+        DravoData index;
+        int rc = DravoPlus::GetDataPoint(o.indexKey.toUtf8().constData(), index, nullptr, nullptr);
+        if (rc != 0) {
+            why = QStringLiteral("no name-index record '%1': %2").arg(o.indexKey, resultText(rc));
+            return false;
+        }
+        /* The product reads the id as the raw value's first native int. */
+        std::int32_t id = 0;
+        if (index.GetBufferSize() < static_cast<int>(sizeof id)) {
+            why = QStringLiteral("name-index record '%1' is too short").arg(o.indexKey);
+            return false;
+        }
+        std::memcpy(&id, index.GetRawValue(), sizeof id);
+        const int objectType = index.GetSignedIntValue("objectType");
+        if (id != o.id || objectType != o.objectType) {
+            why = QStringLiteral("name index gives id %1 type %2, the file says id %3 type %4")
+                      .arg(id).arg(objectType).arg(o.id).arg(o.objectType);
+            return false;
+        }
+        DravoData record;
+        const std::string name = dataName(o);
+        rc = DravoPlus::GetDataPoint(name.c_str(), record, nullptr, nullptr);
+        if (rc != 0) {
+            why = QStringLiteral("no record %1: %2").arg(QString::fromStdString(name), resultText(rc));
+            return false;
+        }
+        return recordMatches(record, o, why);
+    }
+
+    static bool recordMatches(const DravoData& record, const NamedObject& o, QString& why)
+    {
+        std::string fullname;
+        record.GetValue("fullname", fullname);
+        const int pid = record.GetSignedIntValue("pid");
+        if (pid != o.id || QString::fromUtf8(fullname.c_str()) != o.name) {
+            why = QStringLiteral("record %1 holds pid %2 '%3'")
+                      .arg(QString::fromStdString(dataName(o))).arg(pid).arg(QString::fromUtf8(fullname.c_str()));
+            return false;
+        }
+        return true;
+    }
+
+    /* Step: read every resolved point in one GetDataPointN call, with one
+     * name that does not exist, which the answer must leave out. */
+    void readPointsInOneBatch()
+    {
+        std::vector<std::string> names;
+        for (const NamedObject& o : m_resolvedPoints)
+            names.push_back(dataName(o));
+        const std::size_t absentAt = names.size() / 2;
+        names.insert(names.begin() + static_cast<long>(absentAt), "mvsim.no.such.point");
+
+        DravoDataList list;
+        const int rc = DravoPlus::GetDataPointN(names, list, nullptr, nullptr);
+        QString why;
+        bool ok = rc == 0 && list.size() == m_resolvedPoints.size();
+        if (rc != 0)
+            why = resultText(rc);
+        else if (!ok)
+            why = QStringLiteral("%1 records came back for %2 existing names").arg(list.size()).arg(m_resolvedPoints.size());
+        for (int i = 0; ok && i < list.size(); ++i) {
+            const NamedObject& o = m_resolvedPoints.at(i);
+            ok = list[i].GetDataName() == dataName(o) && recordMatches(list[i], o, why);
+            if (!ok && why.isEmpty())
+                why = QStringLiteral("record %1 came back as '%2'").arg(i).arg(QString::fromUtf8(list[i].GetDataName()));
+        }
+        check(QStringLiteral("read %1 points in one GetDataPointN call").arg(m_resolvedPoints.size()), ok, why);
+    }
+
+    /* Step: every channel of the file, read by type. */
+    void readAllChannels()
+    {
+        DravoDataList list;
+        const int rc = DravoPlus::GetDataPointByTypeName("COMMLINK", list, nullptr, nullptr);
+        QString why;
+        bool ok = rc == 0;
+        if (!ok)
+            why = resultText(rc);
+        for (const NamedObject& o : m_outline.channels) {
+            if (!ok)
+                break;
+            bool found = false;
+            for (const DravoData& record : list) {
+                QString mismatch;
+                if (record.GetDataName() == dataName(o) && recordMatches(record, o, mismatch))
+                    found = true;
+            }
+            if (!found) {
+                ok = false;
+                why = QStringLiteral("channel '%1' is not among the %2 COMMLINK records").arg(o.name).arg(list.size());
+            }
+        }
+        m_channelsRead = list.size();
+        check(QStringLiteral("read every channel with GetDataPointByTypeName(\"COMMLINK\")"), ok, why);
+    }
+
+    void check(const QString& name, bool passed, const QString& detail = QString())
+    {
+        m_checks.append(Check{name, passed, passed ? QString() : detail});
+    }
+
+    bool allPassed() const
+    {
+        for (const Check& c : m_checks) {
+            if (!c.passed)
+                return false;
+        }
+        return true;
+    }
+
+    void printSummary() const
+    {
+        const auto row = [](const QString& label, const QString& value) {
+            out() << "  " << label.leftJustified(18, QLatin1Char(' ')) << value << '\n';
+        };
+        out() << "mvsim demo\n";
+        row(QStringLiteral("Runtime server"), m_activeServer);
+        row(QStringLiteral("Plant"), m_outline.name);
+        row(QStringLiteral("Plant file"), m_plantPath);
+        row(QStringLiteral("Stations"), QString::number(m_summary.stations));
+        row(QStringLiteral("Channels"), QString::number(m_summary.channels));
+        row(QStringLiteral("Remote units"), QString::number(m_summary.remoteUnits));
+        row(QStringLiteral("Status points"), QString::number(m_summary.statusPoints));
+        row(QStringLiteral("Analog points"), QString::number(m_summary.analogPoints));
+        row(QStringLiteral("Text points"), QString::number(m_summary.textPoints));
+        row(QStringLiteral("Records written"), QString::number(m_summary.records));
+        row(QStringLiteral("Load time"), QString::number(m_loadMs, 'f', 1) + QStringLiteral(" ms"));
+        row(QStringLiteral("Names resolved"), QStringLiteral("%1 of %2").arg(m_namesResolved).arg(m_namesTried));
+        row(QStringLiteral("Channels read"), QString::number(m_channelsRead));
+        out() << "\nChecks\n";
+        int failed = 0;
+        for (const Check& c : m_checks) {
+            out() << "  " << (c.passed ? "PASSED  " : "FAILED  ") << c.name;
+            if (!c.passed) {
+                ++failed;
+                out() << ": " << c.detail;
+            }
+            out() << '\n';
+        }
+        if (failed == 0)
+            out() << "\nAll " << m_checks.size() << " checks PASSED\n";
+        else
+            out() << '\n' << failed << " of " << m_checks.size() << " checks FAILED\n";
+        out().flush();
+    }
+
+    QString m_plantPath;
+    QString m_servers;
+    QString m_activeServer;
+    DravoPlantSummary m_summary;
+    double m_loadMs = 0.0;
+    PlantOutline m_outline;
+    QVector<NamedObject> m_resolvedPoints;
+    int m_namesTried = 0;
+    int m_namesResolved = 0;
+    int m_channelsRead = 0;
+    QVector<Check> m_checks;
+};
+
+void printUsageError(const QCommandLineParser& parser, const QString& message)
+{
+    err() << "mvsim: " << message << "\n\n" << parser.helpText();
+    err().flush();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("mvsim"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Plant simulator: plays the runtime server of a plant.\n"
+                       "--demo loads a plant and reads it back by name, by batch and by type."));
+    const QCommandLineOption helpOption = parser.addHelpOption();
+    const QCommandLineOption demoOption(QStringLiteral("demo"),
+                                        QStringLiteral("Run the demonstration on the runtime server."));
+    const QCommandLineOption plantOption(QStringLiteral("plant"),
+                                         QStringLiteral("Plant file to load (default: the sample plant)."),
+                                         QStringLiteral("path"));
+    const QCommandLineOption serversOption(
+        QStringLiteral("servers"),
+        QStringLiteral("Runtime server addresses, comma separated (default: embedded, the server inside mvsim)."),
+        QStringLiteral("addresses"), QStringLiteral("embedded"));
+    parser.addOption(demoOption);
+    parser.addOption(plantOption);
+    parser.addOption(serversOption);
+
+    if (!parser.parse(QCoreApplication::arguments())) {
+        printUsageError(parser, parser.errorText());
+        return 2;
+    }
+    if (parser.isSet(helpOption) || parser.isSet(QStringLiteral("help-all"))) {
+        out() << parser.helpText();
+        out().flush();
+        return 0;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        printUsageError(parser, QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
+        return 2;
+    }
+    if (!parser.isSet(demoOption)) {
+        printUsageError(parser, QStringLiteral("nothing to do: give --demo"));
+        return 2;
+    }
+
+    /* The address list overrides the settings file for this process only. */
+    const QString servers = parser.value(serversOption);
+    qputenv("DRAVO_SERVERS", servers.toUtf8());
+
+    const QString plant = parser.isSet(plantOption) ? parser.value(plantOption) : samplePlantPath();
+    return DemoRun(plant, servers).run();
+}
