@@ -1595,7 +1595,9 @@ TEST_P(MiddlewareTest, ServersEnvironmentOverridesSettingsFile)
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            // In the fresh process: read the operator's file, reconnect.
+            // In the fresh process: read the operator's file instead of its
+            // own (which it removes, as it ends without clean-up), reconnect.
+            std::remove(settingsFile().c_str());
             ::setenv("DRAVO_SETTINGS", std::getenv(kOperatorFile), 1);
             int failures = 0;
             if (readFile(DravoPlus::SettingsFilePath()).find(unreachable) == std::string::npos) {
@@ -1753,7 +1755,14 @@ TEST_P(MiddlewareTest, ConcurrentReadsWritesSendsAndReceivesLoseNothing)
 
     std::atomic<int> errors{0};
     std::vector<int> received;
+    // All four start together, so that their calls really overlap.
+    std::atomic<bool> go{false};
+    auto waitForGo = [&] {
+        while (!go.load())
+            std::this_thread::yield();
+    };
     std::thread writer([&] {
+        waitForGo();
         for (int i = 0; i < kOperations; ++i) {
             DravoPartialData partial("ANALOG", names[static_cast<std::size_t>(i % 4)].c_str());
             partial.PutValue("lastvalue", double(i));
@@ -1762,6 +1771,7 @@ TEST_P(MiddlewareTest, ConcurrentReadsWritesSendsAndReceivesLoseNothing)
         }
     });
     std::thread reader([&] {
+        waitForGo();
         for (int i = 0; i < kOperations; ++i) {
             DravoDataList list;
             if (DravoPlus::GetDataPointN(names, list, nullptr, nullptr) != DRAVO_OK || list.size() != 4)
@@ -1769,12 +1779,17 @@ TEST_P(MiddlewareTest, ConcurrentReadsWritesSendsAndReceivesLoseNothing)
         }
     });
     std::thread sender([&] {
+        waitForGo();
         for (int i = 0; i < kOperations; ++i) {
             if (sendStatusChange(kind, i) != DRAVO_OK)
                 ++errors;
         }
     });
-    std::thread receiver([&] { received = pidsOf(receiveRecords(port, kOperations, nullptr, nullptr, {}, 120s)); });
+    std::thread receiver([&] {
+        waitForGo();
+        received = pidsOf(receiveRecords(port, kOperations, nullptr, nullptr, {}, 120s));
+    });
+    go = true;
     writer.join();
     reader.join();
     sender.join();

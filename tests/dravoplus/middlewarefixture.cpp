@@ -276,14 +276,13 @@ void MiddlewareTest::SetUp()
         m_settingsFile = makeTempFile("dravo-settings");
         ASSERT_FALSE(m_settingsFile.empty()) << "cannot make a temporary settings file";
         ::setenv("DRAVO_SETTINGS", m_settingsFile.c_str(), 1);
-    }
-    // ---- Further backends are set up here. ---------------------------------
-    // redis: start one redis-server for the process on a free loopback port
-    // (kept until the process ends), set DRAVO_SERVERS to
-    // "redis://127.0.0.1:<port>", give a fresh DRAVO_SETTINGS file as above,
-    // and let backendAddress() return that address. Then add "redis" to the
-    // instantiation at the bottom of this file.
-    else {
+    } else {
+        // ---- Further backends are set up here. -----------------------------
+        // redis: start one redis-server for the process on a free loopback
+        // port (kept until the process ends), set DRAVO_SERVERS to
+        // "redis://127.0.0.1:<port>", give a fresh DRAVO_SETTINGS file as
+        // above, and let backendAddress() return that address. Then add
+        // "redis" to the instantiation at the bottom of this file.
         FAIL() << "the suite has no set-up for backend " << backend();
     }
 

@@ -193,7 +193,8 @@ DRAVOPLUS_EXPORT const char* activeServer(const char* server);
 DRAVOPLUS_EXPORT int GetServerAddress(const char* name, ObjectNames& result);
 DRAVOPLUS_EXPORT void DeatoryNameSeq(ObjectNames& names);
 /* Stores the pair in the settings file and makes it this process's setting
- * for the next ConnectMid. Does not reconnect. */
+ * for the next ConnectMid, in place of $DRAVO_SERVERS too. Does not
+ * reconnect. */
 DRAVOPLUS_EXPORT int updateServerSetting(const char* name, const char* address1, const char* address2);
 /* The settings file: $DRAVO_SETTINGS, else $XDG_CONFIG_HOME/dravoplus/servers.conf
  * (~/.config when XDG_CONFIG_HOME is unset). $DRAVO_SERVERS, a comma-separated
@@ -344,8 +345,8 @@ DRAVOPLUS_EXPORT void FreeClient(DravoClient* client);
 /* While on, every call above (except these) is recorded with its arguments
  * and result, process-wide. */
 DRAVOPLUS_EXPORT void SetCallRecording(bool on);
-/* The recorded calls so far, oldest first, optionally only of one operation;
- * the record is emptied. */
+/* The recorded calls so far, oldest first, optionally only those of one
+ * operation; the whole record is emptied either way. */
 DRAVOPLUS_EXPORT std::vector<DravoRecordedCall> TakeRecordedCalls(const char* operation = nullptr);
 
 /* The embedded server's simulated outage: while it is down every call fails
