@@ -9,5 +9,9 @@
 
 #include <MVShared/MVSharedGlobal.h>
 #include <MVShared/MVSharedVersion.h>
+#include <MVShared/MorvaneTexts.h>
+#include <MVShared/MorvaneTypes.h>
+#include <MVShared/PointIds.h>
+#include <MVShared/ScadaRuntimeInterface.h>
 
 #endif
