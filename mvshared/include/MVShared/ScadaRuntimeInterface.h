@@ -21,8 +21,10 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
+#include <QtCore/QPair>
 #include <QtCore/QReadWriteLock>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -95,6 +97,91 @@ public:
     int deviceIdWithName(const QString& name);
     static QMap<QString, int> channelIdsWithName(const QList<QString>& names);
     static QMap<QString, int> deviceIdsWithName(const QList<QString>& names);
+
+    /* ---- Change notifications and session messages ----
+     *
+     * Fire-and-forget: each call posts one "NOTIFY_MESSAGE" (event 20004,
+     * this object's domain) to every application of the domain, or several
+     * where it says so. Nothing comes back; a message the middleware cannot
+     * take is lost. Names are the ones the receivers have always known,
+     * misspellings included. */
+
+    /* Shared data changed (the id, where given, names the changed object;
+     * without one the whole table of that kind changed). */
+    void statusDataChanged(int id);
+    void analogDataChanged(int id);
+    void needRtuStatusDataUpdate(int id);
+    void needRtuAnalogDataUpdate(int id);
+    void needRtuScanDataUpdate(int id);
+    void remoteUnitDataChanged(int id);
+    void commLinkDataChanged(int id);
+    void stationDataChanged(int id);
+    void userAccountChanged(int id);
+    void userRightChanged(int id);
+    void analogUnitChanged(int id);
+    void stateNameChanged(int id);
+    void alarmPriorityDataChanged(int id);
+    void userStateConvetorChanged(int id);
+    void calculationChanged(int id);
+    void driverManagerDataChanged(int id);
+    void histDataSetChanged(int id);
+    void aorChanged(int id);
+    void aorGroupChanged(int id);
+    void needStatusDataUpdate();
+    void needCommlinkDataUpdate();
+    void needRtuDataUpdate();
+    void needAllDataUpdate();
+    void analogUnitChanged();
+    void stateNameChanged();
+    void alarmPriorityDataChanged();
+    void userStateConvetorChanged();
+    void needReportSchedulerUpdate();
+    void vServerChanged(int id);
+    void vStatusDataChanged(int id);
+    void vAnalogDataChanged(int id);
+    void histDataGroupChanged(int id);
+    void scheduleChanged();
+    void dailyModelChanged();
+    void needEventScriptUpdate();
+    void needSimpleScheduleUpdate();
+    void regionChanged();
+    void munjanaraChanged();
+    void simpleCalculationChanged(int id);
+
+    /* A data point, or every point of a kind, must be read again. */
+    void needRtuDatapointUpdate(int id);
+    void needCommlinkDatapointUpdate(int id);
+    void needStatusDatapointUpdate(int id);
+    void needAnalogDatapointUpdate(int id);
+    void needAllRtuDatapointUpdate();
+    void needAllCommlinkDatapointUpdate();
+    void needAllStatusDatapointUpdate();
+    void needAllAnalogDatapointUpdate();
+
+    /* A point's statistics were reset; an analog point's limits changed. */
+    void statusDataPointReseted(int id);
+    void analogDataPointReseted(int id);
+    void analogLimitChanged(int id);
+
+    /* The runtime server came back after a restart. */
+    void serverRestarted();
+    /* Alarms acknowledged by a user; sent in messages of at most 40 ids,
+     * none for an empty list. */
+    void sendAlarmAcked(const QString& ackedBy, const QList<int>& alarmIds);
+    /* A user logged on or off at a station. The station id travels with the
+     * length of the user name: cut when longer, zero filled when shorter. */
+    void userLogOnOffed(const QString& user, char state, const QString& eqid);
+    void needReportCreate(int reportId, const QString& prefix);
+    /* Open or close a canvas, or run a script, in an operator session. */
+    void openSessionCanvas(const QString& canvas, const QStringList& arguments, int session);
+    void closeSessionCanvas(const QString& canvas, int session);
+    void runSessionScript(const QString& name, int session, const QString& script);
+    /* Changed system options, one message per ten options; none for an
+     * empty list. */
+    void systemOptionChanged(const QList<QPair<QString, QString>>& options);
+    /* Any record under any event number, without a domain; the middleware's
+     * result. */
+    int sendEvent(int eventId, const DravoData& data);
 
 signals:
     void serverStateChanged();
