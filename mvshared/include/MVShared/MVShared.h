@@ -7,11 +7,16 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <MVShared/JsonEventMessage.h>
+#include <MVShared/JsonText.h>
 #include <MVShared/MVSharedGlobal.h>
 #include <MVShared/MVSharedVersion.h>
+#include <MVShared/MorvaneChangeEvent.h>
 #include <MVShared/MorvaneTexts.h>
 #include <MVShared/MorvaneTypes.h>
 #include <MVShared/PointIds.h>
+#include <MVShared/PythonDateTime.h>
 #include <MVShared/ScadaRuntimeInterface.h>
+#include <MVShared/SystemOptionChangeMessage.h>
 
 #endif

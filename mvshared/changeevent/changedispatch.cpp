@@ -1,0 +1,197 @@
+/*
+ * changedispatch.cpp: what a change event receiver does with each batch it
+ * receives, on its receiving thread.
+ *
+ * An operator application (client mode) gets the packets of the server task:
+ * their changes are sorted by kind and point, and handed on as Qt signals,
+ * each list and map once per packet. A server task (server mode) gets the raw
+ * changes of the runtime: it packs them into one packet for all operator
+ * applications and hands them to its own Boost.Signals2 slots.
+ */
+#include <MVShared/MorvaneChangeEvent.h>
+
+#include "changepacket.h"
+
+#include <QtCore/QString>
+
+#include <utility>
+
+namespace {
+
+/* Appends change to list without copying its bytes (a text change is
+ * nearly 15 KB); change is left empty. */
+void appendTaken(QList<DravoData>& list, DravoData& change)
+{
+    list.append(DravoData());
+    list.last() = std::move(change);
+}
+
+/* The changes of one received list in client mode. The lists keep every
+ * change in arrival order; the maps keep the latest change of each point. */
+class ClientBatch
+{
+public:
+    void add(DravoData& change);
+
+    /* The latest status or text change of each point, by ascending id. */
+    QList<DravoData> pointList() const;
+    /* Remote unit and channel records, by type name, then id. */
+    QList<DravoData> nonPointList() const;
+
+    QList<DravoData> statusList;
+    QList<DravoData> analogList;
+    QList<DravoData> textList;
+    mapEvent statusMap;
+    mapEvent analogMap;
+    mapEvent textMap;
+    /* The displays' "data" are the status and text points; analog values
+     * have their own signals and stay out. The records live in statusMap
+     * and textMap. */
+    QMap<int, const DravoData*> points;
+    QMap<QString, mapEvent> nonPoints;
+};
+
+void ClientBatch::add(DravoData& change)
+{
+    const int id = change.GetSignedIntValue("pid");
+    switch (ChangePacket::kindOfChange(change.GetTypeName())) {
+    case ChangePacket::Analog:
+        analogMap[id] = change;
+        appendTaken(analogList, change);
+        break;
+    case ChangePacket::Status:
+        points[id] = &(statusMap[id] = change);
+        appendTaken(statusList, change);
+        break;
+    case ChangePacket::Text:
+        points[id] = &(textMap[id] = change);
+        appendTaken(textList, change);
+        break;
+    default:
+        nonPoints[QString::fromLatin1(change.GetTypeName())][id] = std::move(change);
+        break;
+    }
+}
+
+QList<DravoData> ClientBatch::pointList() const
+{
+    QList<DravoData> list;
+    list.reserve(points.size());
+    for (const DravoData* change : points)
+        list.append(*change);
+    return list;
+}
+
+QList<DravoData> ClientBatch::nonPointList() const
+{
+    QList<DravoData> list;
+    for (const mapEvent& ofType : nonPoints) {
+        for (const DravoData& change : ofType)
+            list.append(change);
+    }
+    return list;
+}
+
+/* One compressed event per batch, to every operator application. */
+void publishPacket(const ChangePacket& packet)
+{
+    DravoData record = packet.toRecord();
+    DravoData* records[] = {&record};
+    DravoPlus::SendEventN(DRAVO_EVENT_CHANGE_PACKET, records, 1, 1, nullptr, nullptr);
+}
+
+} // namespace
+
+void MorvaneChangeEvent::compressData(DravoDataList& list)
+{
+    if (m_serverMode)
+        publishAndDeliverToTask(list);
+    else
+        deliverToApplication(list);
+}
+
+/* ---- Operator applications ----------------------------------------------------- */
+
+/* Signals go out once per received list, after its last packet, in the order
+ * the displays expect: the merged point data first, then by kind. */
+void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
+{
+    ClientBatch batch;
+    for (const DravoData& packet : packets) {
+        QList<DravoData> changes = ChangePacket::read(packet);
+        for (DravoData& change : changes)
+            batch.add(change);
+    }
+    if (!batch.points.isEmpty())
+        Q_EMIT dataChanged(batch.pointList());
+    if (!batch.statusMap.isEmpty()) {
+        Q_EMIT statusChanged(batch.statusList);
+        Q_EMIT statusChangedMap(batch.statusMap);
+    }
+    if (!batch.analogMap.isEmpty()) {
+        Q_EMIT analogChanged(batch.analogList);
+        Q_EMIT analogChangedMap(batch.analogMap);
+    }
+    if (!batch.textList.isEmpty()) {
+        Q_EMIT textChanged(batch.textList);
+        Q_EMIT textChangedMap(batch.textMap);
+    }
+    if (!batch.nonPoints.isEmpty())
+        Q_EMIT nonPointdataChanged(batch.nonPointList());
+}
+
+/* ---- Server tasks ------------------------------------------------------------------ */
+
+/* The task's slots get the raw point records as they came, after the packet
+ * is out; remote unit and channel records only travel in the packet. */
+void MorvaneChangeEvent::publishAndDeliverToTask(DravoDataList& changes)
+{
+    ChangePacket packet;
+    QList<DravoData> status;
+    QList<DravoData> analog;
+    QList<DravoData> text;
+    for (DravoData& change : changes) {
+        switch (packet.append(change)) {
+        case ChangePacket::Status:
+            appendTaken(status, change);
+            break;
+        case ChangePacket::Analog:
+            appendTaken(analog, change);
+            break;
+        case ChangePacket::Text:
+            appendTaken(text, change);
+            break;
+        default:
+            break;
+        }
+    }
+    if (!packet.isEmpty())
+        publishPacket(packet);
+    if (!status.isEmpty())
+        m_statusSignal(status);
+    if (!analog.isEmpty())
+        m_analogSignal(analog);
+    if (!text.isEmpty())
+        m_textSignal(text);
+}
+
+boost::signals2::connection MorvaneChangeEvent::connectAnalog(const ChangeSignal::slot_type& slot)
+{
+    return m_analogSignal.connect(slot);
+}
+
+boost::signals2::connection MorvaneChangeEvent::connectStatus(const ChangeSignal::slot_type& slot)
+{
+    return m_statusSignal.connect(slot);
+}
+
+boost::signals2::connection MorvaneChangeEvent::connectText(const ChangeSignal::slot_type& slot)
+{
+    return m_textSignal.connect(slot);
+}
+
+void MorvaneChangeEvent::makeItToChangedEvent(DravoData* source, DravoData& target)
+{
+    if (source)
+        ChangePacket::toChangedEvent(*source, target);
+}

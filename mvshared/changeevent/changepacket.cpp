@@ -1,0 +1,295 @@
+/*
+ * changepacket.cpp: writing and reading the compressed change packet, and
+ * cutting raw point records down to their changed-event form.
+ *
+ * Which bytes of a point record a display needs is data, not code: the data
+ * dictionary gives each field of "CHANGED_STATUS", "CHANGED_ANALOG" and
+ * "CHANGED_TEXT" its position and its source position in the point record.
+ * The first conversion turns that into a copy plan (contiguous fields merged
+ * into one copy) that serves the process from then on, so a change costs a
+ * few memcpy into a buffer on the stack and nothing else.
+ */
+#include "changepacket.h"
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <QtCore/QtEndian>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+/* ---- What the packet carries ------------------------------------------------ */
+
+/* One kind of change the packet carries: its item tag (tag 3 is not used),
+ * the record type the runtime publishes it as, and the type it is read back
+ * as. Status, analog and text changes are cut down to their changed-event
+ * form; remote unit and channel records travel whole. */
+struct CarriedKind {
+    ChangePacket::Kind kind;
+    quint8 tag;
+    const char* publishedType;
+    const char* changeType;
+    bool cut;
+};
+
+constexpr CarriedKind kCarriedKinds[] = {
+    {ChangePacket::Status, 0, "STATUS", "CHANGED_STATUS", true},
+    {ChangePacket::Analog, 1, "ANALOG", "CHANGED_ANALOG", true},
+    {ChangePacket::Text, 2, "TEXT", "CHANGED_TEXT", true},
+    {ChangePacket::RemoteUnit, 4, "REMOTEUNIT", "REMOTEUNIT", false},
+    {ChangePacket::CommLink, 5, "COMMLINK", "COMMLINK", false},
+};
+
+// The copy plans below are indexed by these three kinds.
+static_assert(kCarriedKinds[ChangePacket::Status].kind == ChangePacket::Status
+                  && kCarriedKinds[ChangePacket::Analog].kind == ChangePacket::Analog
+                  && kCarriedKinds[ChangePacket::Text].kind == ChangePacket::Text,
+              "the cut kinds come first, in the order of ChangePacket::Kind");
+
+const CarriedKind* carriedAs(const char* publishedType)
+{
+    for (const CarriedKind& carried : kCarriedKinds) {
+        if (std::strcmp(carried.publishedType, publishedType) == 0)
+            return &carried;
+    }
+    return nullptr;
+}
+
+const CarriedKind* carriedWithTag(quint8 tag)
+{
+    for (const CarriedKind& carried : kCarriedKinds) {
+        if (carried.tag == tag)
+            return &carried;
+    }
+    return nullptr;
+}
+
+/* ---- Copy plans ------------------------------------------------------------- */
+
+/* Room for the largest changed-event record ("CHANGED_TEXT", 14828 bytes). */
+constexpr int kChangedRecordCapacity = 16 * 1024;
+
+struct CopyRun {
+    int target;
+    int source;
+    int width;
+};
+
+struct CopyPlan {
+    bool usable = false;
+    int targetSize = 0;
+    std::vector<CopyRun> runs;   // ascending target positions
+};
+
+/* The dictionary's fields of a changed-event type as copies, in target
+ * order. Variable fields and fields outside the record are left out. */
+std::vector<CopyRun> fieldCopies(const DravoTypeInfo& info)
+{
+    std::vector<CopyRun> copies;
+    for (const DravoFieldInfo& field : info.fields) {
+        if (field.offset >= 0 && field.source >= 0 && field.size > 0 && field.offset + field.size <= info.size)
+            copies.push_back({field.offset, field.source, field.size});
+    }
+    std::sort(copies.begin(), copies.end(),
+              [](const CopyRun& a, const CopyRun& b) { return a.target < b.target; });
+    return copies;
+}
+
+/* Fields that follow each other both in the point record and in the
+ * changed-event record become one copy. */
+std::vector<CopyRun> mergedRuns(const std::vector<CopyRun>& copies)
+{
+    std::vector<CopyRun> runs;
+    for (const CopyRun& copy : copies) {
+        if (!runs.empty()) {
+            CopyRun& last = runs.back();
+            if (last.target + last.width == copy.target && last.source + last.width == copy.source) {
+                last.width += copy.width;
+                continue;
+            }
+        }
+        runs.push_back(copy);
+    }
+    return runs;
+}
+
+CopyPlan buildPlan(const CarriedKind& carried)
+{
+    CopyPlan plan;
+    DravoTypeInfo info;
+    if (DravoPlus::GetTypeInfo(carried.changeType, info) != DRAVO_OK || info.sourceType != carried.publishedType
+        || info.size <= 0 || info.size > kChangedRecordCapacity)
+        return plan;
+    plan.targetSize = info.size;
+    plan.runs = mergedRuns(fieldCopies(info));
+    plan.usable = true;
+    return plan;
+}
+
+/* The plans of the cut kinds, indexed by kind, made on first use. */
+const CopyPlan& planFor(ChangePacket::Kind kind)
+{
+    static const std::array<CopyPlan, 3> plans = {
+        buildPlan(kCarriedKinds[ChangePacket::Status]),
+        buildPlan(kCarriedKinds[ChangePacket::Analog]),
+        buildPlan(kCarriedKinds[ChangePacket::Text]),
+    };
+    return plans[static_cast<std::size_t>(kind)];
+}
+
+/* Writes the changed-event record of source into buffer: every planned field
+ * copied, every reserved byte zero. A source shorter than its type (which a
+ * record of the middleware never is) leaves the fields it lacks zero. */
+void cutInto(const CopyPlan& plan, const DravoData& source, char* buffer)
+{
+    std::memset(buffer, 0, static_cast<std::size_t>(plan.targetSize));
+    const char* raw = source.GetRawValue();
+    const int available = source.GetBufferSize();
+    for (const CopyRun& run : plan.runs) {
+        if (run.source + run.width <= available)
+            std::memcpy(buffer + run.target, raw + run.source, static_cast<std::size_t>(run.width));
+    }
+}
+
+/* ---- Packet body -------------------------------------------------------------- */
+
+/* An item is written as QDataStream writes a QByteArray (32-bit big-endian
+ * length, then the bytes): its tag byte followed by the record bytes. */
+void writeItem(QDataStream& stream, quint8 tag, const char* bytes, int size)
+{
+    stream << static_cast<quint32>(size + 1) << tag;
+    stream.writeRawData(bytes, size);
+}
+
+/* No batch of the runtime comes near this; a packet that claims more is not
+ * one of ours and is not unpacked (its claim would be allocated first). */
+constexpr quint32 kLargestPacketBody = 64u * 1024u * 1024u;
+
+/* qCompress's form: the body's length (32-bit big-endian), then the zlib
+ * stream. Empty when the bytes are not such a packet. */
+QByteArray decompressedBody(const DravoData& packed)
+{
+    const int size = packed.GetBufferSize();
+    const auto* bytes = reinterpret_cast<const uchar*>(packed.GetRawValue());
+    if (size <= 4 || qFromBigEndian<quint32>(bytes) > kLargestPacketBody)
+        return QByteArray();
+    return qUncompress(bytes, size);
+}
+
+/* One item: a fresh record of the tag's type takes as many of the item's
+ * bytes as its buffer holds (a short item leaves the rest zero). An item
+ * without a tag or with an unknown one gives nothing. */
+void readItem(const char* item, quint32 length, QList<DravoData>& changes)
+{
+    if (length == 0)
+        return;
+    const CarriedKind* carried = carriedWithTag(static_cast<quint8>(item[0]));
+    if (!carried)
+        return;
+    changes.append(DravoData());
+    DravoData& change = changes.last();   // filled in place: records can be large
+    change = DravoData(carried->changeType);
+    const auto bytes = static_cast<int>(std::min<qint64>(change.GetBufferSize(), static_cast<qint64>(length) - 1));
+    if (bytes > 0)
+        std::memcpy(change.GetRawValue(), item + 1, static_cast<std::size_t>(bytes));
+}
+
+/* Walks the items in place rather than copying each out as a QByteArray. As
+ * with QDataStream, a null item (length 0xFFFFFFFF) is skipped, and an item
+ * that runs past the end, or a length cut short, ends the body. */
+void readItems(const QByteArray& body, QList<DravoData>& changes)
+{
+    constexpr quint32 kNullItem = 0xFFFFFFFFu;
+    const char* at = body.constData();
+    const char* const end = at + body.size();
+    while (end - at >= 4) {
+        const quint32 length = qFromBigEndian<quint32>(at);
+        at += 4;
+        if (length == kNullItem)
+            continue;
+        if (static_cast<qint64>(length) > end - at)
+            return;
+        readItem(at, length, changes);
+        at += length;
+    }
+}
+
+} // namespace
+
+/* ---- ChangePacket --------------------------------------------------------------- */
+
+ChangePacket::ChangePacket()
+    : m_stream(&m_body, QIODevice::WriteOnly)
+{
+}
+
+ChangePacket::Kind ChangePacket::append(const DravoData& change)
+{
+    const CarriedKind* carried = carriedAs(change.GetTypeName());
+    if (!carried)
+        return NotCarried;
+    if (!carried->cut) {
+        writeItem(m_stream, carried->tag, change.GetRawValue(), change.GetBufferSize());
+        return carried->kind;
+    }
+    const CopyPlan& plan = planFor(carried->kind);
+    if (plan.usable) {
+        alignas(8) char record[kChangedRecordCapacity];
+        cutInto(plan, change, record);
+        writeItem(m_stream, carried->tag, record, plan.targetSize);
+    }
+    return carried->kind;
+}
+
+bool ChangePacket::isEmpty() const
+{
+    return m_body.isEmpty();
+}
+
+DravoData ChangePacket::toRecord() const
+{
+    const QByteArray compressed = qCompress(m_body);
+    DravoData packet;
+    packet.SetRawValue(compressed.constData(), compressed.size());
+    return packet;
+}
+
+QList<DravoData> ChangePacket::read(const DravoData& packed)
+{
+    QList<DravoData> changes;
+    const QByteArray body = decompressedBody(packed);
+    if (!body.isEmpty())
+        readItems(body, changes);
+    return changes;
+}
+
+bool ChangePacket::toChangedEvent(const DravoData& source, DravoData& target)
+{
+    const CarriedKind* carried = carriedAs(source.GetTypeName());
+    if (!carried)
+        return false;
+    if (!carried->cut) {
+        target = source;
+        return true;
+    }
+    const CopyPlan& plan = planFor(carried->kind);
+    if (!plan.usable)
+        return false;
+    alignas(8) char record[kChangedRecordCapacity];
+    cutInto(plan, source, record);
+    target.SetMidType(carried->changeType, record, plan.targetSize);
+    return true;
+}
+
+ChangePacket::Kind ChangePacket::kindOfChange(const char* typeName)
+{
+    for (const CarriedKind& carried : kCarriedKinds) {
+        if (std::strcmp(carried.changeType, typeName) == 0)
+            return carried.kind;
+    }
+    return NotCarried;
+}

@@ -1,0 +1,58 @@
+/*
+ * changepacket.h: the compressed change packet that a server task sends to
+ * every operator application, and the compact changed-event records it
+ * carries.
+ *
+ * A packet is one batch of point changes: a sequence of items, each a tagged
+ * record (a status, analog or text change cut down to what a display needs,
+ * or a remote unit or channel record as it stands), compressed as a whole and
+ * sent as the raw value of one nameless record. Writer and reader live here
+ * together so that the format is stated once.
+ */
+#ifndef MVSHARED_CHANGEEVENT_CHANGEPACKET_H
+#define MVSHARED_CHANGEEVENT_CHANGEPACKET_H
+
+#include <DravoPlus/DravoData.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDataStream>
+#include <QtCore/QList>
+
+class ChangePacket
+{
+public:
+    /* What a change is about; the packet carries the first five. */
+    enum Kind { Status, Analog, Text, RemoteUnit, CommLink, NotCarried };
+
+    /* An empty packet, open for writing. */
+    ChangePacket();
+    ChangePacket(const ChangePacket&) = delete;
+    ChangePacket& operator=(const ChangePacket&) = delete;
+
+    /* Appends one raw change as published by the runtime ("STATUS",
+     * "ANALOG", "TEXT", "REMOTEUNIT", "COMMLINK"); returns its kind.
+     * Records of other types are not carried and write nothing. */
+    Kind append(const DravoData& change);
+    bool isEmpty() const;
+    /* The compressed packet as the nameless record that is published. */
+    DravoData toRecord() const;
+
+    /* The changes of a received packet record, in packet order, typed as
+     * read back ("CHANGED_STATUS", ..., "REMOTEUNIT", "COMMLINK"). A record
+     * that does not decompress gives none; items of unknown tags are
+     * skipped. */
+    static QList<DravoData> read(const DravoData& packed);
+
+    /* The changed-event form of one raw change; false, and target untouched,
+     * for records the packet does not carry. */
+    static bool toChangedEvent(const DravoData& source, DravoData& target);
+
+    /* The kind of a change by its type name as read back from a packet. */
+    static Kind kindOfChange(const char* typeName);
+
+private:
+    QByteArray m_body;
+    QDataStream m_stream;
+};
+
+#endif

@@ -1,0 +1,152 @@
+/*
+ * MorvaneChangeEvent.h: the receiver of the runtime server's point changes.
+ *
+ * One thread per object owns one event box on the middleware and takes the
+ * changes out of it batch by batch. The same class plays two roles, chosen
+ * before the thread starts:
+ *
+ *   client mode (operator applications, the default): the box hears the
+ *     compressed change packets (event kind 0x98765); every packet is unpacked
+ *     and its changes reach the application as Qt signals, usually queued to
+ *     the GUI thread;
+ *   server mode (a server task, after setServerMode): the box hears the raw
+ *     changes the runtime publishes after each write (event kind 0x7E7F7C);
+ *     every batch is packed into one compressed packet for all client-mode
+ *     receivers of the system, and handed to the Boost.Signals2 slots of the
+ *     task on the receiving thread.
+ *
+ * Configure (setServerMode, then init) before start(); stop with
+ * prepareShutDown/shutDown or by destroying the object.
+ */
+#ifndef MVSHARED_MORVANECHANGEEVENT_H
+#define MVSHARED_MORVANECHANGEEVENT_H
+
+#include <MVShared/MVSharedGlobal.h>
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <QtCore/QAtomicInt>
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QMetaType>
+#include <QtCore/QString>
+#include <QtCore/QThread>
+
+#include <boost/signals2/connection.hpp>
+#include <boost/signals2/signal.hpp>
+
+/* The latest change of each point of a batch, by point id. */
+typedef QMap<int, DravoData> mapEvent;
+
+/* Records travel by value through queued connections and QVariant; the lists
+ * and maps of them are known to Qt's meta-type system through their
+ * element type. */
+Q_DECLARE_METATYPE(DravoData)
+
+class MVSHARED_EXPORT MorvaneChangeEvent : public QThread
+{
+    Q_OBJECT
+
+public:
+    /* What the status, analog and text slots of a server task are given: the
+     * raw point records of one batch, in arrival order. */
+    typedef boost::signals2::signal<void(const QList<DravoData>&)> ChangeSignal;
+
+    /* Does not start the thread and does not touch the middleware. */
+    explicit MorvaneChangeEvent(QObject* parent = nullptr);
+    /* Stops the thread and waits for it (see shutDown). */
+    ~MorvaneChangeEvent() override;
+
+    /* Makes this a server task's receiver of raw changes, with a box name of
+     * its own. Only before start(). */
+    void setServerMode();
+    bool isServerMode() const;
+
+    /* Creates the event box from the calling thread, once. Optional: the
+     * receiving loop creates a missing box itself. */
+    void init();
+
+    /* Asks the thread to stop and returns at once; it ends within one receive
+     * wait plus one second. */
+    void prepareShutDown();
+    /* Asks the thread to stop and waits until it has ended; afterwards the
+     * object may be started again. */
+    void shutDown();
+
+    /* Server mode: the task's slots, called on the receiving thread with each
+     * batch's raw records of that kind (only when there are some), status
+     * first, then analog, then text. May be connected at any time, from any
+     * thread. */
+    boost::signals2::connection connectAnalog(const ChangeSignal::slot_type& slot);
+    boost::signals2::connection connectStatus(const ChangeSignal::slot_type& slot);
+    boost::signals2::connection connectText(const ChangeSignal::slot_type& slot);
+
+    /* The batch handler, called on the receiving thread for every batch the
+     * box gives. Client mode: unpacks the packets and emits the signals below.
+     * Server mode: packs the raw changes into one packet, publishes it under
+     * the packed change kind and calls the task's slots; the batch's records
+     * may be moved out of the list on the way (the loop releases it
+     * afterwards anyway). */
+    void compressData(DravoDataList& list);
+
+    /* The compact form a change of a status, analog or text point travels in
+     * ("CHANGED_STATUS", "CHANGED_ANALOG", "CHANGED_TEXT"); remote unit and
+     * channel records are taken over unchanged; any other record leaves
+     * target untouched. */
+    void makeItToChangedEvent(DravoData* source, DravoData& target);
+
+public Q_SLOTS:
+    /* Stops the thread, moves to a fresh event box (named with the server
+     * prefix in either mode) and starts again. The old box is left behind. */
+    void reload();
+
+Q_SIGNALS:
+    /* Client mode, once per received packet, each only when it has content,
+     * in the order dataChanged, statusChanged, statusChangedMap, analogChanged,
+     * analogChangedMap, textChanged, textChangedMap, nonPointdataChanged. The
+     * lists hold every change in arrival order; the maps the latest change of
+     * each point. */
+    void analogChangedMap(const mapEvent& changes);
+    void statusChangedMap(const mapEvent& changes);
+    void textChangedMap(const mapEvent& changes);
+    /* Status and text changes (not analog ones), the latest of each point, in
+     * ascending point id. */
+    void dataChanged(const QList<DravoData>& changes);
+    void analogChanged(const QList<DravoData>& changes);
+    void statusChanged(const QList<DravoData>& changes);
+    void textChanged(const QList<DravoData>& changes);
+    /* Remote unit and channel records, grouped by type name and ordered by id
+     * within each. */
+    void nonPointdataChanged(const QList<DravoData>& changes);
+
+protected:
+    /* The receiving loop: connect to the box (creating it when missing),
+     * receive and handle batches until asked to stop; retries a failed
+     * connection once a second. */
+    void run() override;
+
+    /* 1 while a stop has been asked for and the loop has not yet honoured
+     * it; 0 otherwise. */
+    int stopRequest() const;
+
+private:
+    void stopAndWait();
+    QByteArray boxNameBytes() const;
+    int boxKind() const;
+    void createBox(const QByteArray& name) const;
+    void receiveWhileConnected(unsigned int port);
+    int receiveBatch(unsigned int port, DravoDataList& list) const;
+    void deliverToApplication(const DravoDataList& packets);
+    void publishAndDeliverToTask(DravoDataList& changes);
+
+    QString m_boxName;
+    QAtomicInt m_stopRequest;
+    bool m_serverMode = false;
+    bool m_boxCreated = false;
+    ChangeSignal m_analogSignal;
+    ChangeSignal m_statusSignal;
+    ChangeSignal m_textSignal;
+};
+
+#endif

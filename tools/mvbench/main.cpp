@@ -1,0 +1,116 @@
+/*
+ * main.cpp: mvbench runs the benchmarks with Google Benchmark's console
+ * output, then prints each measurement beside its baseline from the same
+ * run with their ratio. Google Benchmark's own flags apply
+ * (--benchmark_filter=..., --benchmark_min_time=...).
+ */
+#include "benchcontext.h"
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <QtCore/QCoreApplication>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Pair {
+    std::string measured;
+    std::string baseline;
+    std::string meaning;
+};
+
+std::vector<Pair>& pairs()
+{
+    static std::vector<Pair> p;
+    return p;
+}
+
+struct Result {
+    double realNs = 0;
+    std::map<std::string, double> counters;
+};
+
+/* The console output as usual, and every run kept for the summary. */
+class SummaryReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            if (run.error_occurred || run.run_type != Run::RT_Iteration)
+                continue;
+            Result r;
+            r.realNs = run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(benchmark::kNanosecond)
+                       / benchmark::GetTimeUnitMultiplier(run.time_unit);
+            for (const auto& [name, counter] : run.counters)
+                r.counters[name] = counter.value;
+            m_results[run.run_name.function_name] = r;
+        }
+    }
+
+    void printSummary() const
+    {
+        std::printf("\n%-34s %14s %14s %9s  %s\n", "measurement", "time", "baseline", "ratio", "meaning");
+        for (const Pair& p : pairs()) {
+            const auto m = m_results.find(p.measured);
+            const auto b = m_results.find(p.baseline);
+            if (m == m_results.end() || b == m_results.end())
+                continue;
+            std::printf("%-34s %11.1f us %11.1f us %9.2f  %s\n", p.measured.c_str(), m->second.realNs / 1000.0,
+                        b->second.realNs / 1000.0, m->second.realNs / b->second.realNs, p.meaning.c_str());
+            for (const auto& [name, value] : m->second.counters) {
+                const auto other = b->second.counters.find(name);
+                if (other != b->second.counters.end())
+                    std::printf("%-34s %14.0f %14.0f %9.2f  %s of the measurement / of the baseline\n",
+                                ("  " + name).c_str(), value, other->second, value / other->second, name.c_str());
+            }
+        }
+    }
+
+private:
+    std::map<std::string, Result> m_results;
+};
+
+} // namespace
+
+void mvbench::pairWithBaseline(const std::string& measured, const std::string& baseline, const std::string& meaning)
+{
+    pairs().push_back({measured, baseline, meaning});
+}
+
+void mvbench::ensurePlant()
+{
+    static bool loaded = false;
+    if (loaded)
+        return;
+    std::string error;
+    if (DravoPlus::ConnectMid(nullptr) != DRAVO_OK
+        || DravoPlus::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error) != DRAVO_OK) {
+        std::fprintf(stderr, "mvbench: cannot load the sample plant: %s\n", error.c_str());
+        std::exit(1);
+    }
+    loaded = true;
+}
+
+int main(int argc, char** argv)
+{
+    /* The benchmarks run on the embedded server whatever the user's setting. */
+    setenv("DRAVO_SERVERS", "embedded", 1);
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 2;
+    SummaryReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printSummary();
+    benchmark::Shutdown();
+    return 0;
+}
