@@ -21,6 +21,7 @@
 #include <QtCore/QMetaObject>
 #include <QtCore/QObject>
 #include <QtCore/QThread>
+#include <QtCore/QTranslator>
 #include <QtNetwork/QHostInfo>
 
 #include <gtest/gtest.h>
@@ -273,6 +274,29 @@ TEST_F(ScadaRuntimeInterfaceTest, ActiveServerIsInvaildBeforeAnyConnection)
     const std::vector<DravoRecordedCall> asked = takeCalls("activeServer");
     ASSERT_EQ(asked.size(), 1u);
     EXPECT_EQ(asked[0].result, DRAVO_NOT_CONNECTED) << "the middleware knew a server";
+}
+
+// Marks every text it is asked for with its context, as a translation
+// file keyed on the product's source texts would replace it.
+class MarkingTranslator : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char* context, const char* sourceText, const char* = nullptr, int = -1) const override
+    {
+        return QStringLiteral("<%1>%2").arg(QString::fromLatin1(context), QString::fromUtf8(sourceText));
+    }
+};
+
+TEST_F(ScadaRuntimeInterfaceTest, InvaildIsTranslatedUnderTheClassContext)
+{
+    ASSERT_EQ(DravoPlus::DisConnectMid(nullptr), DRAVO_OK);
+    MarkingTranslator translator;
+    ASSERT_TRUE(QCoreApplication::installTranslator(&translator));
+    ScadaRuntimeInterface* rt = newRuntime();
+    const QString answer = rt->activeServer();
+    QCoreApplication::removeTranslator(&translator);
+    EXPECT_EQ(answer, QStringLiteral("<ScadaRuntimeInterface>Invaild"));
 }
 
 TEST_F(ScadaRuntimeInterfaceTest, ActiveServerKeepsInvaildAfterMiddlewareConnectsUntilConnectNotification)
