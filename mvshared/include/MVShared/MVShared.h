@@ -16,6 +16,7 @@
 #include <MVShared/MorvaneTypes.h>
 #include <MVShared/PointIds.h>
 #include <MVShared/PythonDateTime.h>
+#include <MVShared/RemoteSystemResult.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 #include <MVShared/SystemOptionChangeMessage.h>
 

@@ -18,6 +18,7 @@
 
 #include <MVShared/MVSharedGlobal.h>
 #include <MVShared/MorvaneTypes.h>
+#include <MVShared/RemoteSystemResult.h>
 
 #include <DravoPlus/DravoPlus.h>
 
@@ -26,8 +27,10 @@
 #include <QtCore/QObject>
 #include <QtCore/QPair>
 #include <QtCore/QReadWriteLock>
+#include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVariant>
 
 class ScadaRuntimeInterfacePrivate;
 
@@ -97,6 +100,33 @@ public:
     int deviceIdWithName(const QString& name);
     static QMap<QString, int> channelIdsWithName(const QList<QString>& names);
     static QMap<QString, int> deviceIdsWithName(const QList<QString>& names);
+
+    /* ---- Remote commands ----
+     *
+     * Each call sends one REMOTE_COMMAND2 packet to "Driver<driver>" and
+     * blocks until the driver's CMD_RESPONSE arrives or the wait ends (30 s
+     * for set-points and status writes, 15 s for RTU commands, 60 s for
+     * generic device commands). Set-points and status writes are refused
+     * here, unsent, when the point or its RTU carries the control-inhibit
+     * tag or cannot be read. The channel id travels in the envelope's
+     * "commid". Every outcome is in the result; see RemoteSystemResult. */
+
+    Morvane::RemoteSystemResult controlAo(int pointId, int driver, int channelId, double value, bool isUnConfirmed);
+    /* A sequence of set-points of one device, in list order. */
+    Morvane::RemoteSystemResult controlAos(const QList<QPair<int, double>>& values, int driver, int channelId, int device);
+    /* Any RtuControlCode, passed through; the polls below fix the code. */
+    Morvane::RemoteSystemResult controlRtu(int rtuId, int driver, int channelId, Morvane::RtuControlCode code);
+    Morvane::RemoteSystemResult integrityPoll(int rtuId, int driver, int channelId);
+    Morvane::RemoteSystemResult statusPoll(int rtuId, int driver, int channelId);
+    Morvane::RemoteSystemResult analogPoll(int rtuId, int driver, int channelId);
+    Morvane::RemoteSystemResult restartDevice(int rtuId, int driver, int channelId);
+    Morvane::RemoteSystemResult eventPoll(int rtuId, int driver, int channelId);
+    Morvane::RemoteSystemResult timeSync(int rtuId, int driver, int channelId);
+    /* A free-form command; the driver's answer bytes come back in data. */
+    Morvane::RemoteSystemResult deviceCmd(int pointId, int driver, int channelId, const QString& par1, const QByteArray& par2);
+    /* Sends the envelope the caller built (with "isUnConfirmed" put into
+     * it). The channel id is not used: the envelope carries what it needs. */
+    Morvane::RemoteSystemResult writeStatusPoint(int pointId, int driver, int channelId, DravoData& envelope, bool isUnConfirmed);
 
     /* ---- Change notifications and session messages ----
      *
@@ -182,6 +212,46 @@ public:
     /* Any record under any event number, without a domain; the middleware's
      * result. */
     int sendEvent(int eventId, const DravoData& data);
+
+    /* ---- Point writes and statistics resets ----
+     *
+     * Partial updates of the live database: only the fields a call names are
+     * written. Results are 0, the read error of the point, or the first
+     * failing field put or store; the release-style calls
+     * (manualReplaceRelease, removeTagToPoint) return 0 once their fields are
+     * put. The writes choose the record name by 200001..2999999 "ANALOG",
+     * below 200000 "STATUS", anything else "TEXT" (one off from the reads). */
+
+    /* Replaces the point's value by hand (quality 4); status and analog
+     * points publish their change event when the value changed and ask the
+     * other stations to refresh the point. */
+    int manualReplace(int id, QVariant value);
+    /* Clears the manual replacement bit of the point's quality. */
+    int manualReplaceRelease(int id);
+    int applyTagToPoint(int id, Morvane::Tagging tag);
+    int removeTagToPoint(int id, Morvane::Tagging tag);
+    /* The RTU status refresh is asked for even when the store fails. */
+    int applyTagToRemoteUnit(int id, Morvane::Tagging tag);
+    int removeTagToRemoteUnit(int id, Morvane::Tagging tag);
+    /* Stores the caller's fields under "ANALOG", "STATUS" or "TEXT" and the
+     * id, under the name the write ranges choose, or under the record's own
+     * data name. */
+    int putPartialAnalogUpdate(int id, DravoPartialData& data);
+    int putPartialStatusUpdate(int id, DravoPartialData& data);
+    int putPartialBinaryUpdate(int id, DravoPartialData& data);
+    int putPartialUpdate(int id, DravoPartialData& data);
+    int putPartialUpdate(DravoPartialData& data);
+    /* Program writes, good quality and stamped now; no event, no refresh. */
+    int setAnalogPoint(int id, double value);
+    int setStatusValue(int id, qint8 state);
+
+    /* Sets the statistics (and value, tags, limit and quality where the
+     * record has them) of every object of the set back to zero, in one
+     * middleware batch; the batch call's result. */
+    int resetAnalogData(const QSet<int>& ids);
+    int resetStatusData(const QSet<int>& ids);
+    int resetCommData(QSet<int> ids);
+    int resetRtuData(QSet<int> ids);
 
 signals:
     void serverStateChanged();

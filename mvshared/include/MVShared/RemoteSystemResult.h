@@ -1,0 +1,34 @@
+/*
+ * RemoteSystemResult.h: what a remote command to a field driver came to.
+ *
+ * Every command of ScadaRuntimeInterface returns one by value: refused here,
+ * lost in the middleware, sent without confirmation, or answered by the
+ * driver with its own code and text.
+ */
+#ifndef MVSHARED_REMOTESYSTEMRESULT_H
+#define MVSHARED_REMOTESYSTEMRESULT_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/qglobal.h>
+
+namespace Morvane {
+
+struct RemoteSystemResult {
+    /* 0 the driver answered (code: its "failwhy", 0 success); 1 the
+     * middleware failed (code: its error number, 3001 when it is not there);
+     * 2 refused because the point or its RTU is tagged control-inhibit
+     * (code 2222); 3 sent without waiting for a confirmation (code 0). */
+    qint32 kind = 0;
+    qint32 code = 0;
+    /* The display text of code; empty for kind 3. */
+    QString message;
+    /* Not filled by the commands. */
+    QString detail;
+    /* Generic device commands only: the driver's answer, uncompressed. */
+    QByteArray data;
+};
+
+} // namespace Morvane
+
+#endif
