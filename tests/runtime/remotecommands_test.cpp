@@ -23,6 +23,11 @@
 #include <DravoPlus/DravoPlus.h>
 
 #include <QtCore/QByteArray>
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QTemporaryDir>
 #include <QtCore/QList>
 #include <QtCore/QPair>
 #include <QtCore/QString>
@@ -284,6 +289,43 @@ TEST_F(RemoteCommandsTest, UnconfirmedControlAoWaitsForNothing)
     EXPECT_EQ(callsOf(calls, "SendPacket").size(), 1u);
     ASSERT_TRUE(waitUntil([this] { return driver->commandsReceived() == 1; }));
     EXPECT_EQ(driver->lastCommand().isUnConfirmed, 1);
+}
+
+// A middleware whose dictionary lacks the command envelope cannot build one:
+// the record is not good, as on a station where the middleware is not
+// installed, and the controls say the middleware is dead.
+TEST_F(RemoteCommandsTest, ControlsWithoutTheEnvelopeTypeSayMiddlewareIsDead)
+{
+    const std::string product = DravoPlus::DictionaryPath();
+    QFile in(QString::fromStdString(product));
+    ASSERT_TRUE(in.open(QIODevice::ReadOnly));
+    QJsonObject dictionary = QJsonDocument::fromJson(in.readAll()).object();
+    QJsonArray types;
+    for (const QJsonValue& type : dictionary.value(QStringLiteral("types")).toArray())
+        if (type.toObject().value(QStringLiteral("name")).toString() != QLatin1String("REMOTE_COMMAND2"))
+            types.append(type);
+    dictionary.insert(QStringLiteral("types"), types);
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("dictionary.json"));
+    QFile out(path);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+    out.write(QJsonDocument(dictionary).toJson());
+    out.close();
+
+    startDriver();
+    std::string error;
+    ASSERT_EQ(DravoPlus::LoadDictionary(path.toUtf8().constData(), &error), DRAVO_OK) << error;
+    const RemoteSystemResult ao = rt->controlAo(freeAnalog, kDriver, kChannel, 1.0, false);
+    const RemoteSystemResult aos = rt->controlAos({qMakePair(freeAnalog, 1.0)}, kDriver, kChannel, 1);
+    const RemoteSystemResult rtu = rt->integrityPoll(1, kDriver, kChannel);
+    ASSERT_EQ(DravoPlus::LoadDictionary(product.c_str(), &error), DRAVO_OK) << error;
+
+    const QString dead = QStringLiteral("Middleware is dead");
+    expectResult(ao, 1, 3001, dead);
+    expectResult(aos, 1, 3001, dead);
+    expectResult(rtu, 1, 3001, dead);
+    EXPECT_EQ(driver->commandsReceived(), 0);
 }
 
 TEST_F(RemoteCommandsTest, ControlAoWithoutDriverGivesMiddlewareText)
