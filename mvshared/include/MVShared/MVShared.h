@@ -9,6 +9,7 @@
 
 #include <MVShared/JsonEventMessage.h>
 #include <MVShared/JsonText.h>
+#include <MVShared/LoggerEngines.h>
 #include <MVShared/MVSharedGlobal.h>
 #include <MVShared/MVSharedVersion.h>
 #include <MVShared/MorvaneChangeEvent.h>
