@@ -2,6 +2,8 @@
 // against the embedded server, and the tools they share.
 #include "changeeventfixture.h"
 
+#include <isolatedsettings.h>
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDataStream>
 #include <QtCore/QEventLoop>
@@ -22,29 +24,6 @@ const char kClientPrefix[] = "CHANGE_EVENT_MESSAGE_L:";
 const char kServerPrefix[] = "CHANGE_EVENT_MESSAGE:";
 
 namespace {
-
-// The process's own settings file: no user's server setting leaks in.
-// Removed at exit.
-std::string g_settingsFile;
-
-void removeSettingsFile()
-{
-    if (!g_settingsFile.empty())
-        std::remove(g_settingsFile.c_str());
-}
-
-std::string makeSettingsFile()
-{
-    const char* dir = std::getenv("TMPDIR");
-    std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/changeevent-test-settings-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    const int fd = ::mkstemp(buffer.data());
-    if (fd < 0)
-        return std::string();
-    ::close(fd);
-    return std::string(buffer.data());
-}
 
 bool isUuidCharacter(char c)
 {
@@ -319,11 +298,7 @@ void ChangeEventTest::prepareProcessOnce()
     prepared = true;
     // Before the first middleware call: the embedded server whatever the
     // environment says, and a settings file of the process's own.
-    ::unsetenv("DRAVO_SERVERS");
-    g_settingsFile = makeSettingsFile();
-    ASSERT_FALSE(g_settingsFile.empty()) << "cannot make a temporary settings file";
-    ::setenv("DRAVO_SETTINGS", g_settingsFile.c_str(), 1);
-    std::atexit(removeSettingsFile);
+    ASSERT_FALSE(mvtest::useIsolatedSettings("changeevent-test-settings").empty()) << "cannot make a temporary settings file";
 }
 
 void ChangeEventTest::SetUp()

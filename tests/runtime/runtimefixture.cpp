@@ -3,6 +3,8 @@
 // share (signal watch, second task, bounded waits, recorder readers).
 #include "runtimefixture.h"
 
+#include <isolatedsettings.h>
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
 
@@ -21,31 +23,6 @@ namespace runtimetest {
 const QString kTestDomain = QStringLiteral("KestrelValley");
 
 namespace {
-
-// The process's own settings file: no user's server setting leaks in, and
-// the tests' own setting changes go nowhere else. Removed at exit.
-std::string g_settingsFile;
-
-void removeSettingsFile()
-{
-    if (!g_settingsFile.empty()) {
-        std::remove(g_settingsFile.c_str());
-        std::remove((g_settingsFile + ".new").c_str());
-    }
-}
-
-std::string makeSettingsFile()
-{
-    const char* dir = std::getenv("TMPDIR");
-    std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/runtime-test-settings-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    const int fd = ::mkstemp(buffer.data());
-    if (fd < 0)
-        return std::string();
-    ::close(fd);
-    return std::string(buffer.data());
-}
 
 void processEventsOnce()
 {
@@ -239,11 +216,7 @@ void RuntimeTest::prepareProcessOnce()
 
     // Before the first middleware call: the embedded server, whatever the
     // environment says, and a settings file of the process's own.
-    ::unsetenv("DRAVO_SERVERS");
-    g_settingsFile = makeSettingsFile();
-    ASSERT_FALSE(g_settingsFile.empty()) << "cannot make a temporary settings file";
-    ::setenv("DRAVO_SETTINGS", g_settingsFile.c_str(), 1);
-    std::atexit(removeSettingsFile);
+    ASSERT_FALSE(mvtest::useIsolatedSettings("runtime-test-settings").empty()) << "cannot make a temporary settings file";
 
     DravoPlus::SetWaitScale(kWaitScale);
     ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
