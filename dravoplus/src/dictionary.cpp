@@ -525,6 +525,11 @@ int DravoPlus::GetTypeInfo(const char* type, DravoTypeInfo& out)
     return DRAVO_OK;
 }
 
+const char* DravoPlus::FieldKindName(DravoFieldKind kind)
+{
+    return dravo::kindName(kind);
+}
+
 std::vector<std::string> DravoPlus::GetTypeNames()
 {
     std::vector<std::string> names;

@@ -305,6 +305,9 @@ DRAVOPLUS_EXPORT std::string DictionaryError();
 DRAVOPLUS_EXPORT std::string DictionaryPath();
 DRAVOPLUS_EXPORT int GetTypeInfo(const char* type, DravoTypeInfo& out);
 DRAVOPLUS_EXPORT std::vector<std::string> GetTypeNames();
+/* The dictionary's name of a field kind ("int32", "utf16", ...); "none"
+ * for DravoKindNone. */
+DRAVOPLUS_EXPORT const char* FieldKindName(DravoFieldKind kind);
 /* The kind of a named event, 0 when the dictionary has none. */
 DRAVOPLUS_EXPORT int GetEventKind(const char* eventName);
 

@@ -1,0 +1,305 @@
+// dravo_test.cpp: the middleware inspector as engineers and scripts run it.
+//
+// On the embedded server the runtime server lives inside the dravo process,
+// so each test feeds it a session of commands on standard input: load the
+// sample plant, then inspect and change it. Every command's output, its
+// "(error) <code> <text>" line and the exit status (0 all succeeded, 1 one
+// failed, 2 wrong command line) are checked.
+#include "toolprocess.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString kPlant = QStringLiteral(MV_SAMPLE_PLANT);
+// The sample plant's 33 kV feeder 01 breaker: its name-index record and the
+// status record it points to.
+const QString kBreakerName = QStringLiteral("KestrelHill.33kV.Feeder01.CB.Position");
+const QString kBreakerRecord = QStringLiteral("STATUS100091");
+
+bool matches(const QString& text, const QString& pattern)
+{
+    return text.contains(QRegularExpression(pattern, QRegularExpression::MultilineOption));
+}
+
+class DravoTest : public ::testing::Test
+{
+protected:
+    QProcessEnvironment environment(const QString& servers = QStringLiteral("embedded")) const
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("DRAVO_SETTINGS"), m_dir.filePath(QStringLiteral("servers.conf")));
+        env.insert(QStringLiteral("DRAVO_SERVERS"), servers);
+        env.insert(QStringLiteral("DRAVO_WAIT_SCALE"), QStringLiteral("0.01"));
+        return env;
+    }
+
+    // A session of commands after loading the sample plant.
+    mvtest::ToolRun session(const QStringList& commands, const QStringList& options = {})
+    {
+        const QString script = QStringLiteral("load ") + kPlant + QLatin1Char('\n') + commands.join(QLatin1Char('\n'))
+                             + QLatin1Char('\n');
+        return mvtest::runTool(QStringLiteral(DRAVO_PATH), options, environment(), script.toUtf8());
+    }
+
+    mvtest::ToolRun command(const QStringList& arguments, const QString& servers = QStringLiteral("embedded"))
+    {
+        return mvtest::runTool(QStringLiteral(DRAVO_PATH), arguments, environment(servers));
+    }
+
+    QTemporaryDir m_dir;
+};
+
+TEST_F(DravoTest, LoadReportsThePlantSummary)
+{
+    const mvtest::ToolRun run = session({});
+    ASSERT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains(QStringLiteral("loaded 2 stations, 4 channels, 8 remote units, 2000 status, "
+                                                "1500 analog and 500 text points (8029 records)")))
+        << run.out.toStdString();
+}
+
+TEST_F(DravoTest, GetDecodesEveryFieldThroughTheDictionary)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("get ") + kBreakerName, QStringLiteral("get ") + kBreakerRecord});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^KestrelHill.33kV.Feeder01.CB.Position \\(NAMEINDEX, 8 bytes\\)$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  id\\s+= 100091$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  objectType\\s+= 0$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^STATUS100091 \\(STATUS, 688 bytes\\)$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  pid\\s+= 100091$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  rtuId\\s+= 2$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  fullname\\s+= \"KestrelHill.33kV.Feeder01.CB.Position\"$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  normalState\\s+= 1$")));
+}
+
+TEST_F(DravoTest, PutWritesFieldsThatTheNextGetShows)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("put ") + kBreakerRecord + QStringLiteral(" lastvalue=0 quality=4"),
+                                         QStringLiteral("get ") + kBreakerRecord});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^OK$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  lastvalue\\s+= 0$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  quality\\s+= 4$")));
+}
+
+TEST_F(DravoTest, PutPublishesTheUpdatedRecordAsARawChange)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("mkbox raw RAW_CHANGE"),
+                                         QStringLiteral("put ") + kBreakerRecord + QStringLiteral(" quality=4"),
+                                         QStringLiteral("watch box raw 1")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^#1 STATUS100091 \\(STATUS, 688 bytes\\)$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  quality\\s+= 4$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^1 records$")));
+}
+
+TEST_F(DravoTest, PutRefusesAValueThatIsNotANumberAndSaysWhy)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("put ") + kBreakerRecord + QStringLiteral(" quality=abc"),
+                                         QStringLiteral("put ") + kBreakerRecord + QStringLiteral(" noSuchField=1"),
+                                         QStringLiteral("put ") + kBreakerRecord + QStringLiteral(" lastvalue=300")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2004 The value does not fit the field's kind: \"abc\" is not an integer")))
+        << run.err.toStdString();
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2003 The record type has no such field: STATUS has no field noSuchField")));
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2005"))) << "an int8 field cannot take 300";
+}
+
+TEST_F(DravoTest, MgetPrintsTheRecordsFoundAndFailsForMissingOnes)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("mget ") + kBreakerRecord + QStringLiteral(" NoSuchPoint ") + kBreakerName});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^2 of 3 found$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^STATUS100091 \\(STATUS")));
+}
+
+TEST_F(DravoTest, ListNamesEveryRecordOfAType)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("list COMMLINK")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^COMMLINK1\nCOMMLINK2\nCOMMLINK3\nCOMMLINK4\n4 records$")))
+        << run.out.toStdString();
+}
+
+TEST_F(DravoTest, EventReachesABoxAndWatchPrintsItDecoded)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("mkbox notes NOTIFY_MESSAGE"),
+                                         QStringLiteral("event NOTIFY_MESSAGE NOTIFY_MESSAGE cmdCode=12 param=\"hello world\""),
+                                         QStringLiteral("watch box notes 1")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^#1 \\(no name\\) \\(NOTIFY_MESSAGE, 0 bytes\\)$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  cmdCode = 12$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  param   = \"hello world\"$")));
+}
+
+TEST_F(DravoTest, BoxesShowsKindCapacityQueueAndDrops)
+{
+    QStringList commands{QStringLiteral("mkbox small 20004 5")};
+    for (int i = 0; i < 7; ++i)
+        commands << QStringLiteral("event 20004 NOTIFY_MESSAGE cmdCode=%1").arg(i);
+    commands << QStringLiteral("boxes");
+    const mvtest::ToolRun run = session(commands);
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^small\\s+20004\\s+5\\s+5\\s+2  no\\s*$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^1 boxes$")));
+}
+
+TEST_F(DravoTest, RmboxDeletesTheBoxAndAMissingBoxIsReported)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("mkbox gone 20004"), QStringLiteral("rmbox gone"),
+                                         QStringLiteral("boxes"), QStringLiteral("watch box gone 1")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^0 boxes$"))) << run.out.toStdString();
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2001 No such record, event box or type: gone")));
+}
+
+TEST_F(DravoTest, SendToATargetWithoutReceiverFailsWith2017)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("send Driver9 REMOTE_RTU_COMMAND pid=3 cmd=0")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2017 No receiver serves the target (driver not running): Driver9")))
+        << run.err.toStdString();
+}
+
+TEST_F(DravoTest, WatchEndsWhenNothingArrivesWithinTheWait)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("watch kind NOTIFY_MESSAGE 1")}, {QStringLiteral("--wait"), QStringLiteral("1")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^watching kind 20004$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^0 records$")));
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2000")));
+}
+
+TEST_F(DravoTest, WatchWithoutLimitStopsWhenTerminated)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.start(QStringLiteral(DRAVO_PATH), {QStringLiteral("watch"), QStringLiteral("kind"), QStringLiteral("20004")});
+    ASSERT_TRUE(process.waitForStarted(30000));
+    QByteArray out;
+    for (int i = 0; i < 100 && !out.contains("watching kind 20004"); ++i) {
+        process.waitForReadyRead(100);
+        out += process.readAllStandardOutput();
+    }
+    ASSERT_TRUE(out.contains("watching kind 20004")) << out.toStdString();
+    process.terminate();
+    ASSERT_TRUE(process.waitForFinished(10000));
+    out += process.readAllStandardOutput();
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(out.contains("0 records\n")) << out.toStdString();
+}
+
+TEST_F(DravoTest, DescribeAndTypesNeedNoServer)
+{
+    // An address where nothing listens: the dictionary alone answers.
+    mvtest::ToolRun run = command({QStringLiteral("describe"), QStringLiteral("CMD_RESPONSE")},
+                                  QStringLiteral("redis://127.0.0.1:1"));
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^CMD_RESPONSE \\(520 bytes\\)$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  failwhy\\s+int16\\s+offset 0 size 2$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  failMessage\\s+utf16\\s+offset 8 size 512$")));
+    run = command({QStringLiteral("types")}, QStringLiteral("redis://127.0.0.1:1"));
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^STATUS$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^CHANGED_ANALOG$")));
+}
+
+TEST_F(DravoTest, DescribeOfAnUnknownTypeFails)
+{
+    const mvtest::ToolRun run = command({QStringLiteral("describe"), QStringLiteral("NO_SUCH_TYPE")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2001 No such record, event box or type: NO_SUCH_TYPE")));
+}
+
+TEST_F(DravoTest, HeartbeatsAndServerDescribeTheConnection)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("heartbeats"), QStringLiteral("server")});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^0 heartbeat entries$")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^active server: embedded$"))) << run.out.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^address 1: embedded$")));
+    EXPECT_TRUE(run.out.contains(QStringLiteral("settings file: ") + m_dir.filePath(QStringLiteral("servers.conf"))));
+}
+
+TEST_F(DravoTest, ASessionGoesOnAfterAFailedCommandAndExits1)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("get NoSuchPoint"), QStringLiteral("# a comment"), QString(),
+                                         QStringLiteral("list STATION")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2001 No such record, event box or type: NoSuchPoint")));
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^2 records$"))) << run.out.toStdString();
+}
+
+TEST_F(DravoTest, UnknownCommandSuggestsHelpAndExits2)
+{
+    const mvtest::ToolRun run = command({QStringLiteral("frobnicate")});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("unknown command \"frobnicate\" (try: help)")));
+}
+
+TEST_F(DravoTest, MissingArgumentPrintsTheCommandsUsageAndExits2)
+{
+    mvtest::ToolRun run = command({QStringLiteral("get")});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("usage: get NAME")));
+    run = command({QStringLiteral("watch"), QStringLiteral("sideways"), QStringLiteral("x")});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("watch: give")));
+    run = command({QStringLiteral("put"), kBreakerRecord, QStringLiteral("quality")});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("expected FIELD=VALUE, got \"quality\""))) << run.err.toStdString();
+}
+
+TEST_F(DravoTest, UnknownOptionPrintsUsageAndExits2)
+{
+    mvtest::ToolRun run = command({QStringLiteral("--no-such-option")});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("usage: dravo")));
+    EXPECT_TRUE(run.out.isEmpty());
+    run = command({QStringLiteral("--wait"), QStringLiteral("soon"), QStringLiteral("types")});
+    EXPECT_EQ(run.exitCode, 2);
+}
+
+TEST_F(DravoTest, UnbalancedQuoteInASessionIsAUsageError)
+{
+    const mvtest::ToolRun run = session({QStringLiteral("get \"STATUS100091")});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("unbalanced quote in: get \"STATUS100091")));
+}
+
+TEST_F(DravoTest, HelpListsEveryCommandAndExits0)
+{
+    const mvtest::ToolRun run = command({QStringLiteral("--help")});
+    EXPECT_EQ(run.exitCode, 0);
+    for (const char* name : {"get", "mget", "list", "put", "load", "types", "describe", "mkbox", "rmbox", "boxes",
+                             "heartbeats", "watch", "event", "send", "server", "help"})
+        EXPECT_TRUE(matches(run.out, QStringLiteral("^  %1\\b").arg(QLatin1String(name)))) << name;
+    EXPECT_TRUE(run.err.isEmpty());
+}
+
+TEST_F(DravoTest, UnreachableServerFailsWithItsCode)
+{
+    const mvtest::ToolRun run = command({QStringLiteral("get"), kBreakerRecord}, QStringLiteral("redis://127.0.0.1:1"));
+    ASSERT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("connecting to the runtime server"))) << run.err.toStdString();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // QProcess wants an application object.
+    QCoreApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
