@@ -1,0 +1,93 @@
+/*
+ * PlantIndex.cpp: the plant read back by record type.
+ */
+#include "PlantIndex.h"
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <algorithm>
+#include <string>
+
+namespace {
+
+QString textField(const DravoData& record, const char* field)
+{
+    std::string text;
+    record.GetValue(field, text);
+    return QString::fromStdString(text);
+}
+
+int readPoints(const char* type, QVector<PlantPoint>& out)
+{
+    DravoDataList list;
+    const int rc = DravoPlus::GetDataPointByTypeName(type, list, nullptr, nullptr);
+    if (rc != DRAVO_OK)
+        return rc;
+    for (const DravoData& record : list) {
+        PlantPoint point;
+        point.id = record.GetSignedIntValue("pid");
+        point.name = textField(record, "fullname");
+        point.rtuId = record.GetShortValue("rtuId");
+        point.value = record.GetDoubleValue("lastvalue");
+        if (record.HasField("rangeLow")) {
+            point.low = record.GetDoubleValue("rangeLow");
+            point.high = record.GetDoubleValue("rangeHigh");
+        }
+        out.append(point);
+    }
+    std::sort(out.begin(), out.end(), [](const PlantPoint& a, const PlantPoint& b) { return a.id < b.id; });
+    return DRAVO_OK;
+}
+
+} // namespace
+
+int PlantIndex::read()
+{
+    *this = PlantIndex();
+    for (const auto& kind : {std::make_pair("STATUS", &status), std::make_pair("ANALOG", &analog),
+                             std::make_pair("TEXT", &text)}) {
+        const int rc = readPoints(kind.first, *kind.second);
+        if (rc != DRAVO_OK)
+            return rc;
+    }
+    DravoDataList list;
+    int rc = DravoPlus::GetDataPointByTypeName("REMOTEUNIT", list, nullptr, nullptr);
+    if (rc != DRAVO_OK)
+        return rc;
+    for (const DravoData& record : list)
+        remoteUnits.append({record.GetSignedIntValue("pid"), textField(record, "fullname"),
+                            record.GetSignedIntValue("commId")});
+    list.clear();
+    rc = DravoPlus::GetDataPointByTypeName("COMMLINK", list, nullptr, nullptr);
+    if (rc != DRAVO_OK)
+        return rc;
+    for (const DravoData& record : list)
+        channels.append({record.GetSignedIntValue("pid"), textField(record, "fullname"),
+                         record.GetSignedIntValue("driverId")});
+    return DRAVO_OK;
+}
+
+bool PlantIndex::route(int rtuId, int& driver, int& channelId) const
+{
+    for (const PlantRemoteUnit& unit : remoteUnits) {
+        if (unit.id != rtuId)
+            continue;
+        for (const PlantChannel& channel : channels) {
+            if (channel.id == unit.channelId) {
+                driver = channel.driver;
+                channelId = channel.id;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+const PlantPoint* PlantIndex::findPoint(const QString& name) const
+{
+    for (const QVector<PlantPoint>* points : {&status, &analog, &text})
+        for (const PlantPoint& point : *points)
+            if (point.name == name)
+                return &point;
+    return nullptr;
+}

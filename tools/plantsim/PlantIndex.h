@@ -1,0 +1,50 @@
+/*
+ * PlantIndex.h: what a simulator or a console knows of the plant it serves,
+ * read back from the runtime server (so a plant loaded by another process is
+ * known the same way as one loaded here).
+ */
+#ifndef MV_PLANTINDEX_H
+#define MV_PLANTINDEX_H
+
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+struct PlantPoint {
+    int id = 0;
+    QString name;
+    int rtuId = 0;
+    double value = 0.0;  /* status and analog points: the value when read */
+    double low = 0.0;    /* analog points: the range the field moves in */
+    double high = 0.0;
+};
+
+struct PlantRemoteUnit {
+    int id = 0;
+    QString name;
+    int channelId = 0;
+};
+
+struct PlantChannel {
+    int id = 0;
+    QString name;
+    int driver = 0;
+};
+
+struct PlantIndex {
+    QVector<PlantPoint> status;
+    QVector<PlantPoint> analog;
+    QVector<PlantPoint> text;
+    QVector<PlantRemoteUnit> remoteUnits;
+    QVector<PlantChannel> channels;
+
+    /* Reads every point, remote unit and channel from the connected server;
+     * the middleware's result code. */
+    int read();
+    bool isEmpty() const { return status.isEmpty() && analog.isEmpty() && text.isEmpty(); }
+    /* The driver number and channel of a point's or a remote unit's RTU;
+     * false when the plant does not say. */
+    bool route(int rtuId, int& driver, int& channelId) const;
+    const PlantPoint* findPoint(const QString& name) const;
+};
+
+#endif
