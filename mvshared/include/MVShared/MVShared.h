@@ -7,18 +7,27 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <MVShared/AppIcons.h>
+#include <MVShared/FormValues.h>
+#include <MVShared/HiDPI.h>
 #include <MVShared/JsonEventMessage.h>
 #include <MVShared/JsonText.h>
+#include <MVShared/LogTimeIntervals.h>
 #include <MVShared/LoggerEngines.h>
 #include <MVShared/MVSharedGlobal.h>
 #include <MVShared/MVSharedVersion.h>
 #include <MVShared/MorvaneChangeEvent.h>
+#include <MVShared/MorvaneRTServerSetting.h>
 #include <MVShared/MorvaneTexts.h>
 #include <MVShared/MorvaneTypes.h>
+#include <MVShared/OEMTextManager.h>
 #include <MVShared/PointIds.h>
 #include <MVShared/PythonDateTime.h>
 #include <MVShared/RemoteSystemResult.h>
 #include <MVShared/ScadaRuntimeInterface.h>
+#include <MVShared/ScriptEventNames.h>
+#include <MVShared/SunCalculator.h>
+#include <MVShared/SystemEnvironmentVariable.h>
 #include <MVShared/SystemOptionChangeMessage.h>
 
 #endif
