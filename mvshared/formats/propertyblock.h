@@ -1,0 +1,75 @@
+/*
+ * propertyblock.h (internal): the dynamic property block shared by the item,
+ * action and named-stream records, and the guards every reader of the
+ * formats applies to data from outside.
+ *
+ * A property block is a qint32 count followed by that many key/value pairs
+ * in ascending key order. Items write their keys as Latin-1 byte arrays, the
+ * other records as QStrings; one writer and one reader serve all three.
+ *
+ * Documents arrive from files and from other processes, so every reader
+ * treats the bytes as untrusted: loops stop at the first failed read, a
+ * count is never used to allocate ahead of the data, and nesting is bounded
+ * (see readPropertyValue for what Qt's own QVariant reader would do).
+ */
+#ifndef MVSHARED_FORMATS_PROPERTYBLOCK_H
+#define MVSHARED_FORMATS_PROPERTYBLOCK_H
+
+#include <QtCore/QDataStream>
+#include <QtCore/QMap>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+namespace MorvaneFormats {
+
+typedef QMap<QString, QVariant> PropertyMap;
+
+/* How a record writes the keys of its property block. */
+enum class PropertyKeyForm { Latin1Bytes, Text };
+
+/* Items nest a few levels in real displays (groups in groups, a dozen at
+ * most); a stream nesting deeper is corrupt. The limit keeps the recursive
+ * reader far from the end of the thread's stack. */
+constexpr int MaxItemNesting = 256;
+/* Property values hold lists and maps of a few levels at most. */
+constexpr int MaxValueNesting = 64;
+
+inline bool readable(const QDataStream& stream)
+{
+    return stream.status() == QDataStream::Ok;
+}
+
+/* Marks the stream as holding corrupt data (a no-op once it has failed). */
+inline void refuseCorruptData(QDataStream& stream)
+{
+    stream.setStatus(QDataStream::ReadCorruptData);
+}
+
+/* Reads the fields in order, each only while the stream is still good: once
+ * a read has failed, later bytes are no longer where the layout says, and a
+ * record keeps only what was read before the failure. */
+template <typename... Fields>
+void readFields(QDataStream& stream, Fields&... fields)
+{
+    ((readable(stream) ? void(stream >> fields) : void()), ...);
+}
+
+void writePropertyBlock(QDataStream& stream, const PropertyMap& properties, PropertyKeyForm form);
+/* Adds the entries read to the map; an entry is kept only when its key and
+ * value were read whole. A count of zero or less reads nothing. */
+void readPropertyBlock(QDataStream& stream, PropertyMap& properties, PropertyKeyForm form);
+
+/* Reads one QVariant in Qt's own encoding, with bounded nesting and without
+ * trusting the counts of container values. */
+void readPropertyValue(QDataStream& stream, QVariant& value, int depth = 0);
+
+/* Drawing values whose Qt readers trust counts inside their own layout. */
+bool needsScan(int typeId);
+/* Walks such a value on the stream's device without allocating, checks
+ * its counts against the bytes left and rewinds; false when the value
+ * cannot be valid or the device cannot be rewound. */
+bool plausibleDrawingValue(QDataStream& stream, int typeId);
+
+} // namespace MorvaneFormats
+
+#endif

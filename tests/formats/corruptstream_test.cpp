@@ -1,0 +1,665 @@
+/*
+ * corruptstream_test.cpp: reading truncated, random and hostile streams.
+ *
+ * Item streams come from files and other processes. Whatever the bytes, a
+ * read must end in bounded time and memory, the stream's status must tell
+ * that something was wrong, and the record must hold what was read before
+ * the failure. Valid values of every kind, in every stream version the
+ * product reads, must still come back byte for byte.
+ */
+#include <MVShared/MorvaneStreamItem.h>
+#include <MVShared/ScadaActionStream.h>
+
+#include "streambytes.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QRandomGenerator>
+#include <QtGui/QBitmap>
+#include <QtGui/QBrush>
+#include <QtGui/QCursor>
+#include <QtCore/QEasingCurve>
+#include <QtGui/QFont>
+#include <QtGui/QIcon>
+#include <QtGui/QImage>
+#include <QtGui/QPalette>
+#include <QtGui/QPen>
+#include <QtGui/QPixmap>
+#include <QtGui/QPolygon>
+#include <QtGui/QRegion>
+#include <QtGui/QTextFormat>
+
+#include <sys/resource.h>
+#include <zlib.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr quint32 TwoBillion = 2000000000u;
+/* What a guarded read may cost at most, however large the counts. */
+constexpr long MaxGrowthKb = 64 * 1024;
+constexpr qint64 MaxMilliseconds = 2000;
+
+long peakRssKb()
+{
+    struct rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+/* Runs a read and checks that it failed within the time and memory bounds. */
+template <typename Read>
+void expectBoundedFailure(const QByteArray& bytes, Read&& read, const StreamSetup& setup = defaultSetup())
+{
+    const long peakBefore = peakRssKb();
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_NE(readBytes(bytes, setup, read), QDataStream::Ok);
+    EXPECT_LT(clock.elapsed(), MaxMilliseconds);
+    EXPECT_LT(peakRssKb() - peakBefore, MaxGrowthKb);
+}
+
+void writeItemHead(QDataStream& s, const QString& className)
+{
+    s << className << QString() << QString() << false << QString();
+}
+
+/* An item with nothing below it, as the writer lays it out. */
+void writeLeaf(QDataStream& s, const QString& className)
+{
+    writeItemHead(s, className);
+    s << qint32(0) << qint32(0) << QTransform() << QByteArray() << qint32(0) << qint32(0) << qint32(0);
+}
+
+/* An item stream whose first property value is the given bytes. */
+QByteArray itemWithRawValue(const std::function<void(QDataStream&)>& writeValue)
+{
+    return bytesOf(defaultSetup(), [&](QDataStream& s) {
+        writeItemHead(s, QStringLiteral("Item"));
+        s << qint32(0) << qint32(0) << QTransform() << QByteArray() << qint32(1) << QByteArray("key");
+        writeValue(s);
+        s << qint32(0) << qint32(0);
+    });
+}
+
+MorvaneStreamItem sampleItem()
+{
+    MorvaneStreamItem root;
+    root.className(QStringLiteral("Root"));
+    root.setProperty(QStringLiteral("list"), QVariantList{ 1, QStringLiteral("x"), QVariantMap{ { "k", 2.5 } } });
+    root.setProperty(QStringLiteral("pen"), QPen(Qt::red));
+    MorvaneStreamItemPtr child(new MorvaneStreamItem);
+    child->className(QStringLiteral("Child"));
+    child->setProperty(QStringLiteral("n"), 1);
+    root.childItems.append(child);
+    root.auxiliaryItems.append(MorvaneStreamItemPtr(new MorvaneStreamItem));
+    ScadaTagActionStreamPtr tag(new ScadaTagActionStream);
+    tag->text = QStringLiteral("t");
+    tag->setProperty(QStringLiteral("p"), QStringList{ QStringLiteral("a") });
+    root.tagActions.append(tag);
+    ScadaEventActionStreamPtr event(new ScadaEventActionStream);
+    event->setProperty(QStringLiteral("q"), QByteArray("b"));
+    root.eventActions.append(event);
+    return root;
+}
+
+/* Writes a value with Qt into a named stream and reads it back through the
+ * guarded reader: the stream must be read to its end and the value must be
+ * the one Qt's own reader makes of the same bytes (compared by writing both
+ * again, since pixmaps and cursors have no equality). */
+void expectValueReadAsQtReadsIt(const QVariant& value, const StreamSetup& setup,
+                                QDataStream::FloatingPointPrecision precision, const char* name)
+{
+    const auto write = [&](const QVariant& v) {
+        return bytesOf(setup, [&](QDataStream& s) {
+            s.setFloatingPointPrecision(precision);
+            ScadaNamedStream named;
+            named.setProperty(QStringLiteral("v"), v);
+            named.toStream(s);
+        });
+    };
+    const QByteArray bytes = write(value);
+    QVariant byQt;
+    readBytes(bytes, setup, [&](QDataStream& s) {
+        s.setFloatingPointPrecision(precision);
+        qint32 count = 0;
+        QString key;
+        s >> count >> key >> byQt;
+    });
+    ScadaNamedStream back;
+    const QDataStream::Status status = readBytes(bytes, setup, [&](QDataStream& s) {
+        s.setFloatingPointPrecision(precision);
+        back.fromStream(s);
+        EXPECT_TRUE(s.atEnd()) << name << " version " << setup.version;
+    });
+    EXPECT_EQ(status, QDataStream::Ok) << name << " version " << setup.version;
+    EXPECT_EQ(write(back.getProperty(QStringLiteral("v"))).toHex().toStdString(),
+              write(byQt).toHex().toStdString())
+        << name << " version " << setup.version;
+}
+
+QImage sampleImage()
+{
+    QImage image(6, 4, QImage::Format_ARGB32);
+    image.fill(Qt::blue);
+    image.setPixel(1, 1, qRgba(1, 2, 3, 4));
+    return image;
+}
+
+QList<QPair<const char*, QVariant>> drawingAndContainerValues()
+{
+    QPen dashed(Qt::green, 2.5);
+    dashed.setDashPattern({ 1, 2, 3, 4 });
+    QLinearGradient linear(0, 0, 1, 1);
+    linear.setColorAt(0, Qt::red);
+    linear.setColorAt(1, Qt::blue);
+    QRadialGradient radial(1, 2, 3, 4, 5);
+    radial.setColorAt(0.5, Qt::yellow);
+    QConicalGradient conical(1, 2, 30);
+    conical.setColorAt(0, Qt::black);
+    QPen gradientPen(QBrush(linear), 1);
+    QFont font(QStringLiteral("Sans"), 11, QFont::Bold);
+    font.setFamilies({ QStringLiteral("Sans"), QStringLiteral("Serif") });
+    const QPixmap pixmap = QPixmap::fromImage(sampleImage());
+    // Eight pixels wide: a narrower bitmap leaves unset padding bits in its
+    // rows, which Qt then writes out as they happen to be.
+    QImage mono(8, 4, QImage::Format_Mono);
+    mono.fill(0);
+    mono.setPixel(1, 1, 1);
+    const QBitmap bitmap = QBitmap::fromImage(mono);
+    QRegion region(QRect(0, 0, 2, 2));
+    region += QRect(5, 5, 3, 3);
+    return {
+        { "font", font },
+        { "pen", dashed },
+        { "gradient pen", gradientPen },
+        { "solid brush", QBrush(Qt::red, Qt::Dense3Pattern) },
+        { "linear brush", QBrush(linear) },
+        { "radial brush", QBrush(radial) },
+        { "conical brush", QBrush(conical) },
+        { "pixmap brush", QBrush(pixmap) },
+        { "image brush", QBrush(sampleImage()) },
+        { "image", sampleImage() },
+        { "null image", QImage() },
+        { "pixmap", pixmap },
+        { "bitmap", QVariant::fromValue(bitmap) },
+        { "region", region },
+        { "empty region", QRegion() },
+        { "bitmap cursor", QCursor(bitmap, bitmap, 1, 1) },
+        { "pixmap cursor", QCursor(pixmap, 2, 2) },
+        { "shape cursor", QCursor(Qt::WaitCursor) },
+        { "polygon", QPolygon(QVector<QPoint>{ QPoint(1, 2), QPoint(3, 4) }) },
+        { "polygonf", QPolygonF(QVector<QPointF>{ QPointF(1.5, 2), QPointF(3, 4.5) }) },
+        { "variant list", QVariantList{ 1, QStringLiteral("x"), QVariantList{ 2.5 } } },
+        { "string list", QStringList{ QStringLiteral("a"), QString() } },
+        { "byte array list", QVariant::fromValue(QByteArrayList{ "a", QByteArray() }) },
+        { "variant map", QVariantMap{ { "a", 1 }, { "b", QVariantMap{ { "c", true } } } } },
+        { "variant hash", QVariantHash{ { "a", 1 } } },
+        { "nested variant", QVariant::fromValue(QVariant(7)) },
+        { "null int", QVariant(QVariant::Int) },
+        { "invalid", QVariant() },
+        { "colour", QColor(1, 2, 3, 4) },
+        { "rect", QRectF(1, 2, 3, 4) },
+        { "date time", QDateTime(QDate(2024, 2, 29), QTime(1, 2, 3)) },
+    };
+}
+
+/* A valid item stream and the offset right after its first child. */
+struct SampleStream {
+    QByteArray bytes;
+    int afterFirstChild = 0;
+};
+
+SampleStream sampleStreamWithChildOffset()
+{
+    SampleStream sample;
+    sample.bytes = bytesOf(defaultSetup(), [](QDataStream& s) {
+        writeItemHead(s, QStringLiteral("Root"));
+        s << qint32(2);
+        writeLeaf(s, QStringLiteral("First"));
+    });
+    sample.afterFirstChild = sample.bytes.size();
+    sample.bytes += bytesOf(defaultSetup(), [](QDataStream& s) {
+        writeLeaf(s, QStringLiteral("Second"));
+        s << qint32(0) << QTransform() << QByteArray("xyz") << qint32(1) << QByteArray("k")
+          << QVariant(QStringLiteral("value")) << qint32(0) << qint32(0);
+    });
+    return sample;
+}
+
+/* A device that hands its bytes out once, front to back, as a pipe or a
+ * socket does: it can neither tell its size nor seek. */
+class PipeDevice : public QIODevice
+{
+public:
+    explicit PipeDevice(const QByteArray& bytes)
+        : m_bytes(bytes)
+    {
+        open(QIODevice::ReadOnly);
+    }
+    bool isSequential() const override { return true; }
+    qint64 bytesAvailable() const override { return m_bytes.size() + QIODevice::bytesAvailable(); }
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override
+    {
+        const int n = int(qMin<qint64>(maxSize, m_bytes.size()));
+        memcpy(data, m_bytes.constData(), size_t(n));
+        m_bytes.remove(0, n);
+        return n;
+    }
+    qint64 writeData(const char*, qint64) override { return -1; }
+
+private:
+    QByteArray m_bytes;
+};
+
+} // namespace
+
+TEST(CorruptStream, EveryPrefixOfAValidItemStreamFailsWithoutCrashing)
+{
+    const QByteArray bytes = bytesOf(defaultSetup(), [](QDataStream& s) { s << sampleItem(); });
+    for (int cut = 0; cut < bytes.size(); ++cut) {
+        MorvaneStreamItem item;
+        EXPECT_NE(readBytes(bytes.left(cut), defaultSetup(), [&](QDataStream& s) { s >> item; }),
+                  QDataStream::Ok)
+            << "cut at " << cut;
+    }
+    MorvaneStreamItem whole;
+    EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> whole; }), QDataStream::Ok);
+}
+
+TEST(CorruptStream, CutRightAfterTheFirstChildKeepsTheHeadAndThatChild)
+{
+    const SampleStream sample = sampleStreamWithChildOffset();
+    MorvaneStreamItem item;
+    EXPECT_EQ(readBytes(sample.bytes.left(sample.afterFirstChild), defaultSetup(),
+                        [&](QDataStream& s) { s >> item; }),
+              QDataStream::ReadPastEnd);
+    EXPECT_EQ(item.className(), QStringLiteral("Root"));
+    ASSERT_EQ(item.childItems.size(), 2);
+    EXPECT_EQ(item.childItems[0]->className(), QStringLiteral("First"));
+    // The second child was started when the stream ran out; it holds nothing.
+    EXPECT_TRUE(item.childItems[1]->className().isEmpty());
+    EXPECT_TRUE(item.auxiliaryItems.isEmpty());
+    EXPECT_TRUE(item.extraData.isNull());
+}
+
+TEST(CorruptStream, CutInsideAPropertyValueKeepsEverythingBeforeIt)
+{
+    const SampleStream sample = sampleStreamWithChildOffset();
+    MorvaneStreamItem item;
+    EXPECT_NE(readBytes(sample.bytes.left(sample.bytes.size() - 12), defaultSetup(),
+                        [&](QDataStream& s) { s >> item; }),
+              QDataStream::Ok);
+    ASSERT_EQ(item.childItems.size(), 2);
+    EXPECT_EQ(item.childItems[1]->className(), QStringLiteral("Second"));
+    EXPECT_EQ(item.extraData, QByteArray("xyz"));
+    EXPECT_TRUE(item.properties.isEmpty());
+}
+
+TEST(CorruptStream, ThousandsOfRandomByteStringsNeverCrash)
+{
+    QRandomGenerator random(20261122);
+    const QByteArray valid = bytesOf(defaultSetup(), [](QDataStream& s) { s << sampleItem(); });
+    const long peakBefore = peakRssKb();
+    QElapsedTimer clock;
+    clock.start();
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray bytes = round % 2 ? valid : QByteArray(int(random.bounded(600)), '\0');
+        for (int i = 0; i < bytes.size(); ++i) {
+            if (round % 2 == 0 || random.bounded(40) == 0)
+                bytes[i] = char(random.bounded(256));
+        }
+        MorvaneStreamItem item;
+        item.setVersion(int(random.bounded(1000)));
+        readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> item; });
+        ScadaTagActionStream tag;
+        readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> tag; });
+        ScadaNamedStream named;
+        readBytes(bytes, defaultSetup(), [&](QDataStream& s) { named.fromStream(s); });
+    }
+    EXPECT_LT(clock.elapsed(), 60000);
+    EXPECT_LT(peakRssKb() - peakBefore, MaxGrowthKb);
+}
+
+TEST(CorruptStream, TwoBillionChildItemsFailWithBoundedCost)
+{
+    MorvaneStreamItem item;
+    expectBoundedFailure(bytesOf(defaultSetup(), [](QDataStream& s) {
+                             writeItemHead(s, QStringLiteral("Root"));
+                             s << TwoBillion;
+                         }),
+                         [&](QDataStream& s) { s >> item; });
+    EXPECT_EQ(item.className(), QStringLiteral("Root"));
+    EXPECT_LE(item.childItems.size(), 1);
+}
+
+TEST(CorruptStream, TwoBillionAuxiliaryItemsFailWithBoundedCost)
+{
+    MorvaneStreamItem item;
+    expectBoundedFailure(bytesOf(defaultSetup(), [](QDataStream& s) {
+                             writeItemHead(s, QStringLiteral("Root"));
+                             s << qint32(0) << TwoBillion;
+                             writeLeaf(s, QStringLiteral("Aux"));
+                         }),
+                         [&](QDataStream& s) { s >> item; });
+    ASSERT_GE(item.auxiliaryItems.size(), 1);
+    EXPECT_EQ(item.auxiliaryItems[0]->className(), QStringLiteral("Aux"));
+    EXPECT_LE(item.auxiliaryItems.size(), 2);
+}
+
+TEST(CorruptStream, TwoBillionPropertiesFailWithBoundedCost)
+{
+    MorvaneStreamItem item;
+    expectBoundedFailure(bytesOf(defaultSetup(), [](QDataStream& s) {
+                             writeItemHead(s, QStringLiteral("Root"));
+                             s << qint32(0) << qint32(0) << QTransform() << QByteArray() << TwoBillion
+                               << QByteArray("a") << QVariant(1);
+                         }),
+                         [&](QDataStream& s) { s >> item; });
+    EXPECT_EQ(item.property(QStringLiteral("a")), QVariant(1));
+    EXPECT_EQ(item.properties.size(), 1);
+}
+
+TEST(CorruptStream, TwoBillionTagActionsFailWithBoundedCost)
+{
+    MorvaneStreamItem item;
+    expectBoundedFailure(bytesOf(defaultSetup(), [](QDataStream& s) {
+                             writeItemHead(s, QStringLiteral("Root"));
+                             s << qint32(0) << qint32(0) << QTransform() << QByteArray() << qint32(0)
+                               << TwoBillion;
+                         }),
+                         [&](QDataStream& s) { s >> item; });
+    EXPECT_LE(item.tagActions.size(), 1);
+}
+
+TEST(CorruptStream, TwoBillionEventActionsFailWithBoundedCost)
+{
+    MorvaneStreamItem item;
+    expectBoundedFailure(bytesOf(defaultSetup(), [](QDataStream& s) {
+                             writeItemHead(s, QStringLiteral("Root"));
+                             s << qint32(0) << qint32(0) << QTransform() << QByteArray() << qint32(0)
+                               << qint32(0) << TwoBillion;
+                         }),
+                         [&](QDataStream& s) { s >> item; });
+    EXPECT_LE(item.eventActions.size(), 1);
+}
+
+TEST(CorruptStream, TwoBillionPropertiesOfActionsAndNamedStreamsFailWithBoundedCost)
+{
+    const QByteArray tagBytes = bytesOf(defaultSetup(), [](QDataStream& s) {
+        s << qint32(1) << QByteArray() << QString() << TwoBillion;
+    });
+    ScadaTagActionStream tag;
+    expectBoundedFailure(tagBytes, [&](QDataStream& s) { s >> tag; });
+    const QByteArray eventBytes = bytesOf(defaultSetup(), [](QDataStream& s) {
+        s << qint32(1) << qint32(2) << QByteArray() << TwoBillion;
+    });
+    ScadaEventActionStream event;
+    expectBoundedFailure(eventBytes, [&](QDataStream& s) { s >> event; });
+    ScadaNamedStream named;
+    expectBoundedFailure(bytesOf(defaultSetup(), [](QDataStream& s) { s << TwoBillion; }),
+                         [&](QDataStream& s) { named.fromStream(s); });
+}
+
+TEST(CorruptStream, TwoBillionElementsInsideContainerValuesFailWithBoundedCost)
+{
+    // Qt's own reader reserves room for the count first and dies on these.
+    for (const int type : { int(QMetaType::QVariantList), int(QMetaType::QStringList),
+                            int(QMetaType::QByteArrayList), int(QMetaType::QVariantMap),
+                            int(QMetaType::QVariantHash), int(QMetaType::QPolygon),
+                            int(QMetaType::QPolygonF) }) {
+        MorvaneStreamItem item;
+        expectBoundedFailure(itemWithRawValue([&](QDataStream& s) { s << quint32(type) << qint8(0) << TwoBillion; }),
+                             [&](QDataStream& s) { s >> item; });
+        EXPECT_TRUE(item.properties.isEmpty()) << QMetaType::typeName(type);
+    }
+}
+
+TEST(CorruptStream, TwoBillionCountsInsideDrawingValuesFailWithBoundedCost)
+{
+    // Each value is written by Qt, then its inner count is overwritten.
+    struct Case {
+        const char* name;
+        QVariant value;
+        quint32 count;
+    };
+    QPen pen(Qt::red);
+    pen.setDashPattern({ 1, 2, 3, 4 });
+    QLinearGradient gradient(0, 0, 1, 1);
+    gradient.setColorAt(0, Qt::red);
+    gradient.setColorAt(1, Qt::blue);
+    QFont font(QStringLiteral("Sans"));
+    font.setFamilies({ QStringLiteral("Sans") });
+    QRegion region(QRect(0, 0, 2, 2));
+    region += QRect(5, 5, 3, 3);
+    const QList<Case> cases{ { "pen dashes", pen, 4 }, { "gradient stops", QBrush(gradient), 2 },
+                             { "font families", font, 1 }, { "region rectangles", region, 2 } };
+    for (const Case& c : cases) {
+        QByteArray value = bytesOf(defaultSetup(), [&](QDataStream& s) { s << c.value; });
+        const QByteArray countBytes = bytesOf(defaultSetup(), [&](QDataStream& s) { s << c.count; });
+        const int at = value.lastIndexOf(countBytes);
+        ASSERT_GT(at, 4) << c.name;
+        value.replace(at, 4, bytesOf(defaultSetup(), [](QDataStream& s) { s << TwoBillion; }));
+        for (const bool truncated : { false, true }) {
+            const QByteArray raw = truncated ? value.left(at + 4) : value;
+            MorvaneStreamItem item;
+            expectBoundedFailure(itemWithRawValue([&](QDataStream& s) { s.writeRawData(raw.constData(), raw.size()); }),
+                                 [&](QDataStream& s) { s >> item; });
+            EXPECT_TRUE(item.properties.isEmpty()) << c.name;
+        }
+    }
+}
+
+TEST(CorruptStream, ImageClaimingHugeDimensionsIsRefused)
+{
+    QByteArray value = bytesOf(defaultSetup(), [](QDataStream& s) { s << QVariant(sampleImage()); });
+    const int ihdr = value.indexOf("IHDR");
+    ASSERT_GT(ihdr, 0);
+    // 30000 x 30000 pixels would take 3.6 GB once decoded; the header's
+    // checksum is made right so that only the size gives it away.
+    value.replace(ihdr + 4, 8, QByteArray::fromHex("0000753000007530"));
+    const QByteArray header = value.mid(ihdr, 17);
+    const quint32 crc = quint32(crc32(0, reinterpret_cast<const Bytef*>(header.constData()), uInt(header.size())));
+    value.replace(ihdr + 17, 4, bytesOf({ QDataStream::Qt_5_15, QDataStream::BigEndian }, [&](QDataStream& s) { s << crc; }));
+    MorvaneStreamItem item;
+    const QByteArray bytes = itemWithRawValue([&](QDataStream& s) { s.writeRawData(value.constData(), value.size()); });
+    expectBoundedFailure(bytes, [&](QDataStream& s) { s >> item; });
+    // Refused before decoding; Qt's decoder would end in ReadPastEnd.
+    EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> item; }), QDataStream::ReadCorruptData);
+    EXPECT_TRUE(item.properties.isEmpty());
+}
+
+TEST(CorruptStream, ItemsNestedBeyondAnyRealDisplayAreCorruptData)
+{
+    const auto nested = [](int depth) {
+        return bytesOf(defaultSetup(), [&](QDataStream& s) {
+            for (int i = 0; i < depth; ++i) {
+                writeItemHead(s, QStringLiteral("Level"));
+                s << qint32(1);
+            }
+            writeLeaf(s, QStringLiteral("Leaf"));
+            for (int i = 0; i < depth; ++i)
+                s << qint32(0) << QTransform() << QByteArray() << qint32(0) << qint32(0) << qint32(0);
+        });
+    };
+    MorvaneStreamItem deep;
+    EXPECT_EQ(readBytes(nested(200), defaultSetup(), [&](QDataStream& s) { s >> deep; }), QDataStream::Ok);
+    MorvaneStreamItem tooDeep;
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_EQ(readBytes(nested(100000), defaultSetup(), [&](QDataStream& s) { s >> tooDeep; }),
+              QDataStream::ReadCorruptData);
+    EXPECT_LT(clock.elapsed(), MaxMilliseconds * 5);
+    EXPECT_EQ(tooDeep.childItems.size(), 1);
+}
+
+TEST(CorruptStream, ValuesNestedBeyondAnyRealPropertyAreCorruptData)
+{
+    const auto nestedVariants = [](int depth) {
+        return itemWithRawValue([&](QDataStream& s) {
+            for (int i = 0; i < depth; ++i)
+                s << quint32(QMetaType::QVariant) << qint8(0);
+            s << QVariant(1);
+        });
+    };
+    const auto nestedLists = [](int depth) {
+        return itemWithRawValue([&](QDataStream& s) {
+            for (int i = 0; i < depth; ++i)
+                s << quint32(QMetaType::QVariantList) << qint8(0) << quint32(1);
+            s << QVariant(1);
+        });
+    };
+    MorvaneStreamItem shallow;
+    EXPECT_EQ(readBytes(nestedLists(30), defaultSetup(), [&](QDataStream& s) { s >> shallow; }), QDataStream::Ok);
+    EXPECT_TRUE(shallow.existProperty(QStringLiteral("key")));
+    for (const QByteArray& bytes : { nestedVariants(1000000), nestedLists(100000) }) {
+        MorvaneStreamItem item;
+        EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> item; }),
+                  QDataStream::ReadCorruptData);
+        EXPECT_TRUE(item.properties.isEmpty());
+    }
+}
+
+TEST(CorruptStream, DrawingAndContainerValuesOfEveryStreamVersionReadAsQtReadsThem)
+{
+    const QList<int> versions{ QDataStream::Qt_4_0, QDataStream::Qt_4_2, QDataStream::Qt_4_3,
+                               QDataStream::Qt_4_4, QDataStream::Qt_4_5, QDataStream::Qt_4_6,
+                               QDataStream::Qt_5_0, QDataStream::Qt_5_1, QDataStream::Qt_5_2,
+                               QDataStream::Qt_5_4, QDataStream::Qt_5_6, QDataStream::Qt_5_12,
+                               QDataStream::Qt_5_13, QDataStream::Qt_5_15 };
+    for (const auto& value : drawingAndContainerValues()) {
+        for (const int version : versions) {
+            for (const auto order : { QDataStream::BigEndian, QDataStream::LittleEndian }) {
+                for (const auto precision : { QDataStream::DoublePrecision, QDataStream::SinglePrecision })
+                    expectValueReadAsQtReadsIt(value.second, { version, order }, precision, value.first);
+            }
+        }
+    }
+}
+
+TEST(CorruptStream, ValuesWhoseLayoutCannotBeCheckedAreRefused)
+{
+    QTextCharFormat format;
+    format.setFontPointSize(12);
+    const QList<QVariant> refused{ QPalette(Qt::red), QTextFormat(format), QEasingCurve(QEasingCurve::OutBounce),
+                                   QIcon(QPixmap::fromImage(sampleImage())) };
+    for (const QVariant& value : refused) {
+        ScadaNamedStream named;
+        named.setProperty(QStringLiteral("v"), value);
+        const QByteArray bytes = bytesOf(defaultSetup(), [&](QDataStream& s) { named.toStream(s); });
+        ScadaNamedStream back;
+        EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) { back.fromStream(s); }),
+                  QDataStream::ReadCorruptData)
+            << value.typeName();
+        EXPECT_TRUE(back.properties.isEmpty());
+    }
+}
+
+TEST(CorruptStream, DrawingValuesOnSequentialDevicesAreRefusedOtherValuesRead)
+{
+    ScadaNamedStream named;
+    named.setProperty(QStringLiteral("font"), QFont(QStringLiteral("Sans")));
+    const QByteArray fontBytes = bytesOf(defaultSetup(), [&](QDataStream& s) { named.toStream(s); });
+    named.properties.clear();
+    named.setProperty(QStringLiteral("list"), QVariantList{ 1, 2 });
+    const QByteArray listBytes = bytesOf(defaultSetup(), [&](QDataStream& s) { named.toStream(s); });
+
+    const auto readSequential = [](const QByteArray& bytes, ScadaNamedStream& into) {
+        PipeDevice pipe(bytes);
+        QDataStream stream(&pipe);
+        configure(stream, defaultSetup());
+        into.fromStream(stream);
+        return stream.status();
+    };
+    ScadaNamedStream font;
+    EXPECT_EQ(readSequential(fontBytes, font), QDataStream::ReadCorruptData);
+    ScadaNamedStream list;
+    EXPECT_EQ(readSequential(listBytes, list), QDataStream::Ok);
+    EXPECT_EQ(list.getProperty(QStringLiteral("list")), QVariant(QVariantList{ 1, 2 }));
+}
+
+TEST(CorruptStream, PropertyValuesInQt3StreamLayoutsAreRefused)
+{
+    const StreamSetup qt3{ QDataStream::Qt_3_3, QDataStream::BigEndian };
+    const QByteArray bytes = bytesOf(qt3, [](QDataStream& s) {
+        s << qint32(1) << QStringLiteral("k") << quint32(2) << qint32(1);
+    });
+    ScadaNamedStream named;
+    EXPECT_EQ(readBytes(bytes, qt3, [&](QDataStream& s) { named.fromStream(s); }), QDataStream::ReadCorruptData);
+    EXPECT_TRUE(named.properties.isEmpty());
+}
+
+TEST(CorruptStream, UnknownUserTypeNamesAreCorruptData)
+{
+    const QByteArray bytes = itemWithRawValue([](QDataStream& s) {
+        s << quint32(QMetaType::User) << qint8(0) << QByteArray("NoSuchType");
+    });
+    MorvaneStreamItem item;
+    EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> item; }), QDataStream::ReadCorruptData);
+    EXPECT_TRUE(item.properties.isEmpty());
+}
+
+TEST(CorruptStream, TypeIdsBeyondThirtyBitsAreReadAsTheTypeQtKeeps)
+{
+    // QVariant keeps 30 bits of a type id: Qt reads 0x40000042 as a brush.
+    const QByteArray bytes = bytesOf(defaultSetup(), [](QDataStream& s) {
+        s << qint32(1) << QStringLiteral("k") << quint32(0x40000000u | QMetaType::QBrush) << qint8(0)
+          << QBrush(Qt::red);
+    });
+    QVariant byQt;
+    readBytes(bytes, defaultSetup(), [&](QDataStream& s) {
+        qint32 count = 0;
+        QString key;
+        s >> count >> key >> byQt;
+    });
+    ScadaNamedStream named;
+    EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) {
+                  named.fromStream(s);
+                  EXPECT_TRUE(s.atEnd());
+              }),
+              QDataStream::Ok);
+    EXPECT_EQ(byQt.userType(), int(QMetaType::QBrush));
+    EXPECT_EQ(named.getProperty(QStringLiteral("k")), byQt);
+}
+
+TEST(CorruptStream, FontWithAnOddFamilyLengthIsRefusedBeforeQtMisreadsItsFamilies)
+{
+    // Qt refuses the odd string without consuming it and then reads the
+    // family list from the middle of the font.
+    QFont font(QStringLiteral("Sans"));
+    font.setFamilies({ QStringLiteral("Sans") });
+    QByteArray value = bytesOf(defaultSetup(), [&](QDataStream& s) { s << QVariant(font); });
+    const QByteArray familyLength = bytesOf(defaultSetup(), [](QDataStream& s) { s << quint32(8); });
+    const int at = value.indexOf(familyLength);
+    ASSERT_GT(at, 4);
+    value.replace(at, 4, bytesOf(defaultSetup(), [](QDataStream& s) { s << quint32(7); }));
+    value += bytesOf(defaultSetup(), [](QDataStream& s) { s << quint32(0xffffffffu) << quint32(0xfffffff0u); });
+    MorvaneStreamItem item;
+    expectBoundedFailure(itemWithRawValue([&](QDataStream& s) { s.writeRawData(value.constData(), value.size()); }),
+                         [&](QDataStream& s) { s >> item; });
+    EXPECT_TRUE(item.properties.isEmpty());
+}
+
+TEST(CorruptStream, PenWhoseTextureDoesNotDecodeIsRefusedBeforeQtReadsItsDashes)
+{
+    // A texture that fails to decode leaves Qt's pen reader somewhere in the
+    // image, from where it would take a dash count.
+    QImage texture(8, 8, QImage::Format_ARGB32);
+    texture.fill(Qt::red);
+    QPen pen(QBrush(texture), 2);
+    pen.setDashPattern({ 1, 2 });
+    QByteArray value = bytesOf(defaultSetup(), [&](QDataStream& s) { s << QVariant(pen); });
+    const int idat = value.indexOf("IDAT");
+    ASSERT_GT(idat, 0);
+    value[idat + 6] = char(value[idat + 6] ^ 0x5a);
+    ScadaNamedStream named;
+    const QByteArray bytes = bytesOf(defaultSetup(), [&](QDataStream& s) {
+        s << qint32(1) << QStringLiteral("pen");
+        s.writeRawData(value.constData(), value.size());
+    });
+    expectBoundedFailure(bytes, [&](QDataStream& s) { named.fromStream(s); });
+    EXPECT_TRUE(named.properties.isEmpty());
+}
