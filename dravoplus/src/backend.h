@@ -24,6 +24,11 @@
 
 namespace dravo {
 
+/* The probe record ":marker", present whenever a server's point database
+ * answers; loadTime says when the server (re)started serving (marker.cpp). */
+extern const char* const kMarkerRecordName;
+DravoData makeMarkerRecord();
+
 class BackendSink
 {
 public:

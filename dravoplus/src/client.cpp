@@ -12,6 +12,7 @@
 #include "clientstate.h"
 #include "dictionary.h"
 #include "embeddedserver.h"
+#include "redisbackend.h"
 #include "timing.h"
 
 #include <atomic>
@@ -89,6 +90,12 @@ int makeBackend(const std::vector<std::string>& addresses, DravoClient& client, 
     if (dravo::isEmbeddedSetting(addresses)) {
         out = dravo::makeEmbeddedBackend(client.id, client);
         return DRAVO_OK;
+    }
+    if (dravo::isRedisSetting(addresses)) {
+        std::unique_ptr<Backend> backend;
+        const int rc = dravo::makeRedisBackend(addresses, client.id, client, backend);
+        out = std::move(backend);
+        return rc;
     }
     return DRAVO_CONFIG_ERROR;
 }

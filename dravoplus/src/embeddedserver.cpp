@@ -22,19 +22,6 @@ namespace embedded {
 namespace {
 
 const char* const kServerName = "embedded";
-const char* const kMarkerName = ":marker";
-
-/* The probe record that tells a client the database answers; loadTime says
- * when this server (re)started serving. */
-DravoData makeMarker()
-{
-    DravoData marker("MARKER", kMarkerName);
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    marker.PutValue("version", std::int32_t{1});
-    marker.PutValue("loadTime",
-                    static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count()));
-    return marker;
-}
 
 } // namespace
 
@@ -56,7 +43,7 @@ EmbeddedServer& EmbeddedServer::instance()
 
 EmbeddedServer::EmbeddedServer()
 {
-    ensureMarkerLocked(makeMarker());
+    ensureMarkerLocked(makeMarkerRecord());
 }
 
 /* ---- Clients and connection --------------------------------------------- */
@@ -129,7 +116,7 @@ bool EmbeddedServer::isConnected(ClientKey client)
 void EmbeddedServer::setOnline(bool online)
 {
     /* Built before locking: making a record may load the dictionary. */
-    DravoData marker = online ? makeMarker() : DravoData();
+    DravoData marker = online ? makeMarkerRecord() : DravoData();
     std::lock_guard<std::mutex> lock(m_mutex);
     if (online == m_online)
         return;
@@ -219,7 +206,7 @@ void EmbeddedServer::wakeAllWaitersLocked()
 
 void EmbeddedServer::ensureMarkerLocked(DravoData marker)
 {
-    if (m_records.count(kMarkerName) == 0)
+    if (m_records.count(kMarkerRecordName) == 0)
         storeRecordLocked(std::move(marker));
 }
 

@@ -301,6 +301,12 @@ void ChangeEventTest::prepareProcessOnce()
     ASSERT_FALSE(mvtest::useIsolatedSettings("changeevent-test-settings").empty()) << "cannot make a temporary settings file";
 }
 
+int ChangeEventTest::useServer(const std::string& address)
+{
+    prepareProcessOnce();
+    return DravoPlus::updateServerSetting(nullptr, address.c_str(), nullptr);
+}
+
 void ChangeEventTest::SetUp()
 {
     prepareProcessOnce();
@@ -352,13 +358,16 @@ void ChangeEventTest::startRecording()
 
 void ChangeEventTest::loadPlant()
 {
-    static bool loaded = false;
-    if (loaded)
+    /* Once per server: the tests of both backends may share a process. */
+    static std::set<std::string> loadedInto;
+    const char* active = DravoPlus::activeServer(nullptr);
+    const std::string server = active ? active : "";
+    if (loadedInto.count(server) != 0)
         return;
     std::string error;
     DravoPlantSummary summary;
     ASSERT_EQ(DravoPlus::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
-    loaded = true;
+    loadedInto.insert(server);
 }
 
 std::vector<DravoData> ChangeEventTest::publishedPackets(MorvaneChangeEvent* server, DravoDataList& batch)

@@ -168,9 +168,13 @@ protected:
     // Stops and destroys one of the fixture's receivers now.
     void destroyReceiver(ProbedChangeEvent* receiver);
 
+    // Points the process at another server than the embedded one; called
+    // before SetUp connects.
+    static int useServer(const std::string& address);
+
     // Recording on, the recorder emptied first.
     void startRecording();
-    // Loads the sample plant into the server, once per process.
+    // Loads the sample plant into the server in use, once per process.
     void loadPlant();
 
     // The packets a server task publishes for this batch (recording on while

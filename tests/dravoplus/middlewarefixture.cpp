@@ -6,6 +6,8 @@
 // MiddlewareTest::SetUp.
 #include "middlewarefixture.h"
 
+#include "redisserver.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -268,26 +270,38 @@ void ScopedClient::die()
 void MiddlewareTest::SetUp()
 {
     if (isEmbedded()) {
-        // The process's own server: no other address from the environment,
-        // and a settings file of the test's own so that no user's setting
-        // leaks in.
+        // The process's own server: no other address from the environment.
         if (const char* servers = std::getenv("DRAVO_SERVERS"); servers && backendAddress() != servers)
             ::unsetenv("DRAVO_SERVERS");
-        m_settingsFile = makeTempFile("dravo-settings");
-        ASSERT_FALSE(m_settingsFile.empty()) << "cannot make a temporary settings file";
-        ::setenv("DRAVO_SETTINGS", m_settingsFile.c_str(), 1);
+    } else if (backend() == "redis") {
+        // One redis-server for the test process, on a loopback port of its
+        // own (a death test's child process uses its parent's).
+        const std::string address = mvtest::sharedRedisAddress();
+        ASSERT_FALSE(address.empty()) << "cannot start redis-server";
+        ::setenv("DRAVO_SERVERS", address.c_str(), 1);
     } else {
-        // ---- Further backends are set up here. -----------------------------
-        // redis: start one redis-server for the process on a free loopback
-        // port (kept until the process ends), set DRAVO_SERVERS to
-        // "redis://127.0.0.1:<port>", give a fresh DRAVO_SETTINGS file as
-        // above, and let backendAddress() return that address. Then add
-        // "redis" to the instantiation at the bottom of this file.
         FAIL() << "the suite has no set-up for backend " << backend();
     }
+    // A settings file of the test's own, so that no user's setting leaks in.
+    m_settingsFile = makeTempFile("dravo-settings");
+    ASSERT_FALSE(m_settingsFile.empty()) << "cannot make a temporary settings file";
+    ::setenv("DRAVO_SETTINGS", m_settingsFile.c_str(), 1);
+    useBackendSetting();
 
     DravoPlus::SetWaitScale(kTestWaitScale);
     ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK) << "backend " << backend();
+}
+
+// The process reads $DRAVO_SERVERS once; when it already has (the tests of
+// both backends run in one process), the setting is put in force directly.
+void MiddlewareTest::useBackendSetting()
+{
+    ObjectNames names;
+    DravoPlus::GetServerAddress(nullptr, names);
+    const std::string current = names.count > 0 ? names.names[0] : "embedded";
+    DravoPlus::DeatoryNameSeq(names);
+    if (current != backendAddress())
+        changeServerSetting(backendAddress().c_str(), nullptr);
 }
 
 void MiddlewareTest::TearDown()
@@ -330,8 +344,7 @@ void MiddlewareTest::TearDown()
 
 std::string MiddlewareTest::backendAddress() const
 {
-    // redis: the address SetUp started its server on.
-    return "embedded";
+    return isEmbedded() ? "embedded" : mvtest::sharedRedisAddress();
 }
 
 std::string MiddlewareTest::uniqueName(const std::string& stem)
@@ -413,9 +426,9 @@ std::string backendTestName(const ::testing::TestParamInfo<std::string>& info)
 }
 
 // ---- The backends the suite runs against ------------------------------------
-// One line per backend; "redis" joins here with its set-up in SetUp above.
+// One line per backend, with its set-up in SetUp above.
 INSTANTIATE_TEST_SUITE_P(Backends, MiddlewareTest,
-                         ::testing::Values(std::string("embedded")),
+                         ::testing::Values(std::string("embedded"), std::string("redis")),
                          backendTestName);
 
 } // namespace conformance

@@ -1,8 +1,9 @@
 // middlewarefixture.h: the fixture the middleware conformance suite runs in.
 //
 // Every behaviour of the middleware is tested once per backend: the fixture's
-// parameter names the backend ("embedded", later "redis"), SetUp points the
-// process at it and connects, TearDown removes what the test made and
+// parameter names the backend ("embedded" or "redis"), SetUp points the
+// process at it (starting a redis-server for the process when needed) and
+// connects, TearDown removes what the test made and
 // disconnects. The embedded server lives as long as the process, so tests
 // give everything they create a name of their own (uniqueName) and the
 // fixture deletes the records, boxes and receivers it was told about.
@@ -178,6 +179,8 @@ protected:
     const std::string& settingsFile() const { return m_settingsFile; }
 
 private:
+    void useBackendSetting();
+
     std::string m_settingsFile;
     std::string m_originalDictionary;
     bool m_dictionaryChanged = false;

@@ -4,7 +4,10 @@
 // back and end with a summary in which every check PASSED, exiting 0; a plant
 // that cannot be loaded must end it with a message naming the file and a
 // non-zero status; a wrong command line must print the usage to stderr and
-// exit 2.
+// exit 2. The same demo against a Redis server (one the test starts) must
+// pass every check too, and leave the plant in that server.
+#include "redisserver.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -14,6 +17,8 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -29,12 +34,14 @@ struct Outcome {
 class MvsimTest : public ::testing::Test
 {
 protected:
-    // Runs mvsim on the embedded server, whatever the developer's settings say.
+    // Runs mvsim on the embedded server (unless --servers says otherwise),
+    // whatever the developer's settings say.
     Outcome mvsim(const QStringList& arguments)
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("DRAVO_SETTINGS"), m_dir.filePath(QStringLiteral("servers.conf")));
         env.remove(QStringLiteral("DRAVO_SERVERS"));
+        env.remove(QStringLiteral("DRAVO_WAIT_SCALE"));
         QProcess process;
         process.setProcessEnvironment(env);
         process.start(QStringLiteral(MVSIM_PATH), arguments);
@@ -141,6 +148,23 @@ TEST_F(MvsimTest, HelpPrintsUsageAndExits0)
     EXPECT_TRUE(run.out.contains(QStringLiteral("--demo")));
     EXPECT_TRUE(run.out.contains(QStringLiteral("--plant")));
     EXPECT_TRUE(run.err.isEmpty());
+}
+
+TEST_F(MvsimTest, DemoAgainstARedisServerPassesEveryCheckAndLeavesThePlantThere)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    const QString address = QString::fromStdString(server.address());
+    const Outcome run = mvsim({QStringLiteral("--demo"), QStringLiteral("--servers"), address});
+    ASSERT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains(address)) << "the summary names the server: " << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains(QRegularExpression(QStringLiteral("Records written\\s+8029"))));
+    EXPECT_TRUE(run.out.contains(QRegularExpression(QStringLiteral("Names resolved\\s+21 of 21"))));
+    EXPECT_TRUE(run.out.contains(QRegularExpression(QStringLiteral("All \\d+ checks PASSED"))));
+    EXPECT_FALSE(run.out.contains(QStringLiteral("FAILED"))) << run.out.toStdString();
+    // The plant stays in the server for the stations that connect next.
+    EXPECT_GE(std::stoll("0" + server.command({"DBSIZE"})), 8029);
 }
 
 } // namespace

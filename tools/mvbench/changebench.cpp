@@ -131,9 +131,11 @@ void BM_UnpackBaseline_qUncompress(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kBatch);
 }
 
+} // namespace
+
 /* Publishing writes that flip the state of the batch's points, as a field
  * scan burst would. */
-void writeChanges(int count, int round)
+void mvbench::writeStatusChanges(int count, int round)
 {
     static const std::vector<DravoData> points = statusBatch();
     for (int i = 0; i < count; ++i) {
@@ -143,6 +145,8 @@ void writeChanges(int count, int round)
         DravoPlus::PutPartialDataPoint(nullptr, change, nullptr, nullptr);
     }
 }
+
+namespace {
 
 bool waitFor(const std::atomic<long>& counter, long target)
 {
@@ -181,7 +185,7 @@ void BM_EndToEndBaseline_RawBox(benchmark::State& state)
     for (auto _ : state) {
         const long target = received.load() + kEndToEndChanges;
         const auto start = std::chrono::steady_clock::now();
-        writeChanges(kEndToEndChanges, round++);
+        mvbench::writeStatusChanges(kEndToEndChanges, round++);
         if (!waitFor(received, target))
             state.SkipWithError("changes were lost");
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
@@ -210,7 +214,7 @@ void BM_EndToEndChangeDistribution(benchmark::State& state)
     for (auto _ : state) {
         const long target = delivered.load() + kEndToEndChanges;
         const auto start = std::chrono::steady_clock::now();
-        writeChanges(kEndToEndChanges, round++);
+        mvbench::writeStatusChanges(kEndToEndChanges, round++);
         if (!waitFor(delivered, target))
             state.SkipWithError("changes were lost");
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());

@@ -2,7 +2,9 @@
  * main.cpp: mvbench runs the benchmarks with Google Benchmark's console
  * output, then prints each measurement beside its baseline from the same
  * run with their ratio. Google Benchmark's own flags apply
- * (--benchmark_filter=..., --benchmark_min_time=...).
+ * (--benchmark_filter=..., --benchmark_min_time=...), and --servers=<address>
+ * runs them against another runtime server than the embedded one (a
+ * redis:// address also enables the Redis baselines).
  */
 #include "benchcontext.h"
 
@@ -100,10 +102,28 @@ void mvbench::ensurePlant()
     loaded = true;
 }
 
+/* Takes "--servers=<addresses>" out of the arguments (Google Benchmark
+ * refuses flags it does not know); the embedded server when it is absent. */
+std::string takeServers(int& argc, char** argv)
+{
+    const std::string flag = "--servers=";
+    std::string servers = "embedded";
+    int kept = 0;
+    for (int i = 0; i < argc; ++i) {
+        if (std::string(argv[i]).compare(0, flag.size(), flag) == 0)
+            servers = argv[i] + flag.size();
+        else
+            argv[kept++] = argv[i];
+    }
+    argc = kept;
+    return servers;
+}
+
 int main(int argc, char** argv)
 {
-    /* The benchmarks run on the embedded server whatever the user's setting. */
-    setenv("DRAVO_SERVERS", "embedded", 1);
+    /* The benchmarks run on the server of --servers whatever the user's
+     * setting, the embedded one by default. */
+    setenv("DRAVO_SERVERS", takeServers(argc, argv).c_str(), 1);
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

@@ -13,9 +13,19 @@
  * The demo is a sequence of named steps (DemoRun::run) so that the operator
  * scenario can grow step by step: drivers, change streaming, controls, polls.
  *
- * Exit status: 0 when every check passed, 1 when the plant could not be loaded
- * or a check failed, 2 for a wrong command line.
+ * `mvsim --serve <seconds>` plays the plant for other processes: it loads the
+ * plant, runs the change concentrator, the simulated field drivers and a
+ * moving field (--rate changes a second) for that long, lets the last
+ * changes drain, and prints what it wrote, packed and answered. Operator
+ * stations in other processes reach it through a shared server (--servers
+ * redis://...).
+ *
+ * Exit status: 0 when every check passed (or the plant was served), 1 when
+ * the plant could not be loaded or a check failed, 2 for a wrong command
+ * line.
  */
+#include "PlantSimulator.h"
+
 #include <DravoPlus/DravoPlus.h>
 
 #include <QCommandLineParser>
@@ -32,9 +42,11 @@
 #include <QTextStream>
 #include <QVector>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -419,6 +431,86 @@ private:
     QVector<Check> m_checks;
 };
 
+/* Plays the plant for other processes for a while (see the top of the
+ * file). */
+class ServeRun
+{
+public:
+    ServeRun(QString plantPath, QString servers, int seconds, int rate)
+        : m_plantPath(std::move(plantPath)), m_servers(std::move(servers)), m_seconds(seconds), m_rate(rate)
+    {
+    }
+
+    int run()
+    {
+        const int rc = DravoPlus::ConnectMid(nullptr);
+        if (rc != 0) {
+            err() << "mvsim: cannot connect to the runtime server (" << m_servers << "): " << resultText(rc)
+                  << Qt::endl;
+            return 1;
+        }
+        const int status = serve();
+        DravoPlus::DisConnectMid(nullptr);
+        return status;
+    }
+
+private:
+    int serve()
+    {
+        PlantSimulator::Settings settings;
+        settings.plantPath = m_plantPath;
+        settings.changesPerSecond = m_rate;
+        PlantSimulator plant(settings);
+        QString why;
+        if (!plant.start(&why)) {
+            err() << "mvsim: the plant cannot be served: " << why << Qt::endl;
+            return 1;
+        }
+        const char* active = DravoPlus::activeServer(nullptr);
+        out() << "Serving " << m_plantPath << " on " << (active ? active : "") << " for " << m_seconds << " s"
+              << Qt::endl;
+        std::this_thread::sleep_for(std::chrono::seconds(m_seconds));
+        plant.setChangesPerSecond(0);
+        drain(plant);
+        /* Read before stopping: the drivers count their answers. */
+        const PlantSimulator::Counters counters = plant.counters();
+        plant.stop();
+        printCounters(counters);
+        return 0;
+    }
+
+    /* Waits until the concentrator has packed every change written (by the
+     * field and by the drivers' commands), or until it stops moving. */
+    static void drain(const PlantSimulator& plant)
+    {
+        constexpr auto kQuiet = std::chrono::seconds(2);
+        long long packed = plant.counters().changesPacked;
+        auto lastMove = std::chrono::steady_clock::now();
+        while (std::chrono::steady_clock::now() - lastMove < kQuiet) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            const long long now = plant.counters().changesPacked;
+            if (now != packed) {
+                packed = now;
+                lastMove = std::chrono::steady_clock::now();
+            }
+        }
+    }
+
+    static void printCounters(const PlantSimulator::Counters& counters)
+    {
+        out() << "Changes written   " << counters.changesWritten << '\n'
+              << "Write failures    " << counters.writeFailures << '\n'
+              << "Changes packed    " << counters.changesPacked << '\n'
+              << "Commands answered " << counters.commandsAnswered << '\n';
+        out().flush();
+    }
+
+    QString m_plantPath;
+    QString m_servers;
+    int m_seconds;
+    int m_rate;
+};
+
 void printUsageError(const QCommandLineParser& parser, const QString& message)
 {
     err() << "mvsim: " << message << "\n\n" << parser.helpText();
@@ -446,7 +538,15 @@ int main(int argc, char* argv[])
         QStringLiteral("servers"),
         QStringLiteral("Runtime server addresses, comma separated (default: embedded, the server inside mvsim)."),
         QStringLiteral("addresses"), QStringLiteral("embedded"));
+    const QCommandLineOption serveOption(QStringLiteral("serve"),
+                                         QStringLiteral("Serve the plant to other processes for this many seconds."),
+                                         QStringLiteral("seconds"));
+    const QCommandLineOption rateOption(QStringLiteral("rate"),
+                                        QStringLiteral("Field changes a second while serving (default: 100)."),
+                                        QStringLiteral("changes"), QStringLiteral("100"));
     parser.addOption(demoOption);
+    parser.addOption(serveOption);
+    parser.addOption(rateOption);
     parser.addOption(plantOption);
     parser.addOption(serversOption);
 
@@ -463,8 +563,17 @@ int main(int argc, char* argv[])
         printUsageError(parser, QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first()));
         return 2;
     }
-    if (!parser.isSet(demoOption)) {
-        printUsageError(parser, QStringLiteral("nothing to do: give --demo"));
+    if (parser.isSet(demoOption) == parser.isSet(serveOption)) {
+        printUsageError(parser, parser.isSet(demoOption) ? QStringLiteral("give either --demo or --serve")
+                                                         : QStringLiteral("nothing to do: give --demo"));
+        return 2;
+    }
+    bool secondsOk = true;
+    bool rateOk = true;
+    const int seconds = parser.value(serveOption).toInt(&secondsOk);
+    const int rate = parser.value(rateOption).toInt(&rateOk);
+    if (parser.isSet(serveOption) && (!secondsOk || seconds < 0 || !rateOk || rate < 0)) {
+        printUsageError(parser, QStringLiteral("--serve and --rate take a number of 0 or more"));
         return 2;
     }
 
@@ -473,5 +582,7 @@ int main(int argc, char* argv[])
     qputenv("DRAVO_SERVERS", servers.toUtf8());
 
     const QString plant = parser.isSet(plantOption) ? parser.value(plantOption) : samplePlantPath();
+    if (parser.isSet(serveOption))
+        return ServeRun(plant, servers, seconds, rate).run();
     return DemoRun(plant, servers).run();
 }

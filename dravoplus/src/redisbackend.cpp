@@ -1,0 +1,412 @@
+/*
+ * redisbackend.cpp: a client's connection to the runtime server kept in
+ * Redis: connecting, monitoring, leaving, and moving to the standby.
+ *
+ * With two addresses the client works with whichever server is the writable
+ * primary (ROLE says master). The monitor thread runs one tick script on its
+ * own connection every fifth of a heartbeat lease: the tick renews the
+ * client's presence, its heartbeat leases and the packet targets it serves,
+ * and brings the news queued for it. A tick that fails twice in a row means
+ * the server is gone: the listeners hear onMidDisconnected, and the monitor
+ * keeps looking for a primary among the addresses until one answers, then
+ * reports onMidConnected and the new active server. Blocked calls of the
+ * client are interrupted when its server goes, so that none waits for a dead
+ * server.
+ */
+#include "redisbackend.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+namespace dravo {
+
+namespace redis {
+
+namespace {
+
+/* See connectTimeoutMs(): below a second a busy loopback server would look
+ * dead; leases and presence are never shorter either. */
+constexpr long kShortestTimeoutMs = 1000;
+constexpr long kShortestTickMs = 5;
+constexpr long kLongestTickMs = 1000;
+/* Between attempts to find a primary again. */
+constexpr long kShortestRetryMs = 100;
+
+/* Of two failures, the one that tells the operator more. */
+int worse(int a, int b)
+{
+    static const int kOrder[] = {DRAVO_AUTH_FAILED, DRAVO_CONFIG_ERROR, DRAVO_READ_ONLY, DRAVO_UNREACHABLE};
+    for (int code : kOrder)
+        if (a == code || b == code)
+            return code;
+    return a != DRAVO_OK ? a : b;
+}
+
+long tickMs()
+{
+    return std::clamp(leaseMs() / 5, kShortestTickMs, kLongestTickMs);
+}
+
+/* A server that is down or not yet primary is asked again soon; one that
+ * refuses this client's login or database is not hammered with it. */
+long retryPauseMs(int failure)
+{
+    const bool refused = failure == DRAVO_AUTH_FAILED || failure == DRAVO_CONFIG_ERROR;
+    return refused ? connectTimeoutMs() : kShortestRetryMs;
+}
+
+} // namespace
+
+long connectTimeoutMs()
+{
+    return std::max(scaledMs(kConnectTimeoutSeconds), kShortestTimeoutMs);
+}
+
+long leaseMs()
+{
+    return std::max(scaledMs(kHeartbeatLeaseSeconds), 1L);
+}
+
+long presenceMs()
+{
+    return std::max(scaledMs(kHeartbeatLeaseSeconds), kShortestTimeoutMs);
+}
+
+Clock::time_point deadlineIn(long waitMs)
+{
+    return Clock::now() + std::chrono::milliseconds(std::max(waitMs, 0L));
+}
+
+long msUntil(Clock::time_point deadline)
+{
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return left > 0 ? static_cast<long>(left) : 0;
+}
+
+int decodeRecord(const redisReply* form, DravoData& out)
+{
+    const std::string bytes = text(form);
+    return DravoPlus::DeserializeRecord(bytes.data(), bytes.size(), out);
+}
+
+RedisBackend::RedisBackend(std::string clientId, std::vector<RedisAddress> servers, BackendSink& sink)
+    : m_id(std::move(clientId)), m_servers(std::move(servers)), m_sink(sink)
+{
+}
+
+/* A backend that goes away while connected leaves like a disconnect, but its
+ * sink may be half destroyed with its owner, so nobody hears of it. */
+RedisBackend::~RedisBackend()
+{
+    std::lock_guard<std::mutex> life(m_lifecycle);
+    stopMonitor();
+    if (m_connected)
+        leave();
+    bringDown(false);
+}
+
+int RedisBackend::scriptResult(const Reply& reply)
+{
+    if (!reply)
+        return DRAVO_NOT_CONNECTED;
+    return isError(reply.get()) ? errorCode(reply.get()) : DRAVO_OK;
+}
+
+/* ---- Connecting and leaving ------------------------------------------------- */
+
+int RedisBackend::connect()
+{
+    std::lock_guard<std::mutex> life(m_lifecycle);
+    stopMonitor();
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_wanted = true;
+    }
+    const int rc = m_connected ? DRAVO_OK : connectOnce();
+    startMonitor();
+    return rc;
+}
+
+int RedisBackend::disconnect()
+{
+    std::lock_guard<std::mutex> life(m_lifecycle);
+    stopMonitor();
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_wanted = false;
+    }
+    if (m_connected)
+        leave();
+    bringDown(m_connected);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_tasks.clear();
+    m_targets.clear();
+    return DRAVO_OK;
+}
+
+/* The death of the client: no farewell, so its boxes, leases and targets
+ * run out on the server as a crashed process's would. */
+void RedisBackend::abandon()
+{
+    std::lock_guard<std::mutex> life(m_lifecycle);
+    stopMonitor();
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_wanted = false;
+        m_tasks.clear();
+        m_targets.clear();
+    }
+    bringDown(false);
+}
+
+bool RedisBackend::isConnected() const
+{
+    return m_connected;
+}
+
+std::string RedisBackend::activeServer() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_connected ? m_servers[m_active].display() : std::string();
+}
+
+int RedisBackend::connectOnce()
+{
+    std::size_t index = 0;
+    std::unique_ptr<RedisConnection> connection;
+    const int rc = openPrimary(index, connection);
+    if (rc != DRAVO_OK)
+        return rc;
+    if (!join(*connection))
+        return connection->broken() ? DRAVO_UNREACHABLE : DRAVO_SERVER_ERROR;
+    bringUp(index, std::move(connection));
+    return DRAVO_OK;
+}
+
+/* The first configured server that answers as a writable primary. */
+int RedisBackend::openPrimary(std::size_t& index, std::unique_ptr<RedisConnection>& connection)
+{
+    int failure = DRAVO_OK;
+    for (std::size_t i = 0; i < m_servers.size(); ++i) {
+        auto candidate = std::make_unique<RedisConnection>();
+        int rc = candidate->open(m_servers[i], connectTimeoutMs());
+        if (rc == DRAVO_OK && !candidate->isPrimary())
+            rc = candidate->broken() ? DRAVO_UNREACHABLE : DRAVO_READ_ONLY;
+        if (rc == DRAVO_OK) {
+            index = i;
+            connection = std::move(candidate);
+            return DRAVO_OK;
+        }
+        failure = worse(failure, rc);
+    }
+    return failure == DRAVO_OK ? DRAVO_UNREACHABLE : failure;
+}
+
+/* Announces the client and makes sure the server has its marker; clears
+ * away transient boxes of clients that died. */
+bool RedisBackend::join(RedisConnection& connection)
+{
+    const DravoData marker = makeMarkerRecord();
+    const Reply reply = runScript(connection, Script::Join,
+                                  {m_id, std::to_string(presenceMs()), marker.GetDataName(), marker.GetTypeName(),
+                                   DravoPlus::SerializeRecord(marker)});
+    return reply && !isError(reply.get());
+}
+
+void RedisBackend::bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection)
+{
+    std::string address;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_active = index;
+        address = m_servers[index].display();
+        m_monitorConnection = std::move(connection);
+        m_pool.serve(&m_servers[index], connectTimeoutMs());
+        m_connected = true;
+    }
+    m_sink.connectionUp();
+    m_sink.activeServerChanged(address);
+}
+
+void RedisBackend::bringDown(bool notify)
+{
+    const bool was = m_connected.exchange(false);
+    m_pool.serve(nullptr, 0);
+    m_monitorConnection.reset();
+    if (was && notify) {
+        m_sink.connectionDown();
+        m_sink.activeServerChanged("");
+    }
+}
+
+/* The farewell: transient boxes go, served targets are free at once, and
+ * heartbeat leases start running out. */
+void RedisBackend::leave()
+{
+    if (!m_monitorConnection || m_monitorConnection->broken())
+        return;
+    runScript(*m_monitorConnection, Script::Leave, holdings({m_id, std::to_string(leaseMs())}));
+}
+
+/* ---- The monitor ----------------------------------------------------------------- */
+
+void RedisBackend::startMonitor()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = false;
+    }
+    m_monitor = std::thread([this] { monitor(); });
+}
+
+void RedisBackend::stopMonitor()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_wake.notify_all();
+    if (m_monitor.joinable())
+        m_monitor.join();
+}
+
+void RedisBackend::wakeMonitor()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_woken = true;
+    }
+    m_wake.notify_all();
+}
+
+void RedisBackend::monitor()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stop) {
+        lock.unlock();
+        if (m_connected && !tick())
+            bringDown(true);
+        long pause = tickMs();
+        if (!m_connected)
+            pause = std::max(pause, retryPauseMs(connectOnce()));
+        lock.lock();
+        m_wake.wait_for(lock, std::chrono::milliseconds(pause), [this] { return m_stop || m_woken; });
+        m_woken = false;
+    }
+}
+
+/* One round of renewals and news; false when the server is gone or no
+ * longer a primary. An I/O failure is given one fresh connection first. */
+bool RedisBackend::tick()
+{
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (!m_monitorConnection || m_monitorConnection->broken()) {
+            auto fresh = std::make_unique<RedisConnection>();
+            if (fresh->open(m_servers[m_active], connectTimeoutMs()) != DRAVO_OK)
+                continue;
+            if (!fresh->isPrimary())
+                return false;
+            m_monitorConnection = std::move(fresh);
+        }
+        const Reply reply = runScript(*m_monitorConnection, Script::Tick,
+                                      holdings({m_id, std::to_string(presenceMs()), std::to_string(leaseMs())}));
+        if (!reply)
+            continue;
+        if (isError(reply.get()))
+            return false;
+        takeNews(at(reply.get(), 0));
+        forgetLost(at(reply.get(), 1));
+        return true;
+    }
+    return false;
+}
+
+/* head, then the count of held tasks, the tasks and the served targets. */
+Command RedisBackend::holdings(const Command& head)
+{
+    Command args = head;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    args.push_back(std::to_string(m_tasks.size()));
+    args.insert(args.end(), m_tasks.begin(), m_tasks.end());
+    args.insert(args.end(), m_targets.begin(), m_targets.end());
+    return args;
+}
+
+/* "O<n>:<box>": n records of a box dropped; "H:<task>": a heartbeat entry
+ * taken over by another task. */
+void RedisBackend::takeNews(const redisReply* news)
+{
+    for (std::size_t i = 0; i < size(news); ++i) {
+        const std::string item = text(at(news, i));
+        const auto colon = item.find(':');
+        if (item.empty() || colon == std::string::npos)
+            continue;
+        const std::string subject = item.substr(colon + 1);
+        if (item[0] == 'O') {
+            const long long dropped = std::strtoll(item.c_str() + 1, nullptr, 10);
+            m_sink.boxOverflow(subject, static_cast<int>(std::clamp(dropped, 0LL, 2147483647LL)));
+        } else if (item[0] == 'H') {
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_tasks.erase(subject);
+            }
+            m_sink.heartbeatLost(subject);
+        }
+    }
+}
+
+/* Entries and targets another client holds now are no longer renewed. */
+void RedisBackend::forgetLost(const redisReply* lost)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (std::size_t i = 0; i < size(lost); ++i) {
+        const std::string item = text(at(lost, i));
+        if (item.size() < 2)
+            continue;
+        if (item[0] == 'H')
+            m_tasks.erase(item.substr(2));
+        else
+            m_targets.erase(item.substr(2));
+    }
+}
+
+void RedisBackend::holdTask(const std::string& task)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_tasks.insert(task);
+}
+
+void RedisBackend::serveTarget(const std::string& target, bool serving)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (serving)
+        m_targets.insert(target);
+    else
+        m_targets.erase(target);
+}
+
+} // namespace redis
+
+bool isRedisSetting(const std::vector<std::string>& addresses)
+{
+    return !addresses.empty() && redis::isRedisAddress(addresses.front());
+}
+
+int makeRedisBackend(const std::vector<std::string>& addresses, const std::string& clientId, BackendSink& sink,
+                     std::unique_ptr<Backend>& out)
+{
+    std::vector<redis::RedisAddress> servers;
+    for (const std::string& text : addresses) {
+        redis::RedisAddress address;
+        if (!redis::parseAddress(text, address))
+            return DRAVO_CONFIG_ERROR;
+        servers.push_back(std::move(address));
+    }
+    if (servers.empty())
+        return DRAVO_CONFIG_ERROR;
+    out = std::make_unique<redis::RedisBackend>(clientId, std::move(servers), sink);
+    return DRAVO_OK;
+}
+
+} // namespace dravo

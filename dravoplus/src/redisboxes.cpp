@@ -1,0 +1,189 @@
+/*
+ * redisboxes.cpp: events and event boxes of the runtime server kept in Redis.
+ *
+ * A box is a hash with its settings and a list holding its queue; a set per
+ * event kind names the boxes subscribed to it. Sending is one script that
+ * appends the records to every subscribed box whose domain fits, trims each
+ * box to its capacity and tells the owner what was dropped: fan-out, order
+ * and overflow are decided on the server in one step, whichever process
+ * sends. Receiving takes what is queued in one step and, when nothing is,
+ * blocks on the box's list on the caller's own connection.
+ */
+#include "redisbackend.h"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+
+namespace dravo {
+namespace redis {
+
+namespace {
+
+DravoEventBoxInfo describe(const redisReply* box)
+{
+    DravoEventBoxInfo info;
+    info.name = text(at(box, 0));
+    info.kind = static_cast<int>(integer(at(box, 1)));
+    info.capacity = static_cast<int>(integer(at(box, 2)));
+    info.queued = static_cast<int>(integer(at(box, 3)));
+    info.dropped = static_cast<std::uint64_t>(integer(at(box, 4)));
+    info.persistent = integer(at(box, 5)) != 0;
+    info.domain = text(at(box, 6));
+    return info;
+}
+
+enum class Taken { Some, None, BoxGone };
+
+/* Appends the records of items that pass the filter (records of other
+ * types are taken and dropped, as the reader asked not to see them). An
+ * empty item is the mark a removed box leaves for its waiting receivers. */
+Taken takeItems(const redisReply* items, DravoDataList& out, const std::string& typeFilter)
+{
+    for (std::size_t i = 0; i < size(items); ++i) {
+        const std::string form = text(at(items, i));
+        if (form.empty())
+            return Taken::BoxGone;
+        DravoData record;
+        if (decodeRecord(at(items, i), record) != DRAVO_OK)
+            continue;
+        if (typeFilter.empty() || typeFilter == record.GetTypeName())
+            out.append(std::move(record));
+    }
+    return out.isEmpty() ? Taken::None : Taken::Some;
+}
+
+int takenResult(Taken taken)
+{
+    return taken == Taken::BoxGone ? DRAVO_NOT_FOUND : DRAVO_OK;
+}
+
+/* Takes up to maxRecords at once; blocks until deadline while none come. */
+int receiveOn(RedisConnection& connection, const std::string& port, DravoDataList& out,
+              const std::string& typeFilter, int maxRecords, Clock::time_point deadline)
+{
+    const std::string count = std::to_string(maxRecords);
+    const Reply first = runScript(connection, Script::Take, {port, count});
+    if (!first || isError(first.get()))
+        return first ? errorCode(first.get()) : DRAVO_NOT_CONNECTED;
+    if (integer(first.get()) == -1)
+        return DRAVO_NOT_FOUND;
+    Taken taken = takeItems(first.get(), out, typeFilter);
+    while (taken == Taken::None) {
+        const long left = msUntil(deadline);
+        if (left <= 0)
+            return DRAVO_TIMEOUT;
+        const Reply popped = connection.blockingCommand(
+            {"BLMPOP", blockingTimeout(left), "1", queueKey(port), "LEFT", "COUNT", count}, left);
+        if (!popped || isError(popped.get()))
+            return popped ? errorCode(popped.get()) : DRAVO_NOT_CONNECTED;
+        taken = takeItems(at(popped.get(), 1), out, typeFilter);
+    }
+    return takenResult(taken);
+}
+
+} // namespace
+
+/* The source of an event is not kept: no box or reader asks for it. */
+int RedisBackend::sendEvents(int kind, const std::vector<const DravoData*>& records, const std::string& /*source*/,
+                             const std::string& domain)
+{
+    Command args{std::to_string(kind), domain};
+    for (const DravoData* record : records)
+        if (record)
+            args.push_back(DravoPlus::SerializeRecord(*record));
+    return exchange([&](RedisConnection& connection) -> int {
+        return scriptResult(runScript(connection, Script::Send, args));
+    });
+}
+
+int RedisBackend::createBox(const std::string& name, int kind, int capacity, const std::string& domain)
+{
+    if (!m_connected)
+        return DRAVO_NOT_CONNECTED;
+    if (name.empty() || capacity < 1)
+        return DRAVO_BAD_ARGUMENT;
+    return exchange([&](RedisConnection& connection) -> int {
+        return scriptResult(runScript(connection, Script::CreateBox,
+                                      {name, std::to_string(kind), std::to_string(capacity), domain, m_id}));
+    });
+}
+
+/* A box made transient while its owner is away would have nobody left to
+ * remove it, so it goes at once. */
+int RedisBackend::setPersistent(const std::string& name, bool persistent)
+{
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::SetPersistent, {name, persistent ? "1" : "0"});
+        if (const int rc = scriptResult(reply))
+            return rc;
+        return integer(reply.get()) == 1 ? DRAVO_OK : DRAVO_NOT_FOUND;
+    });
+}
+
+int RedisBackend::deleteBox(const std::string& name)
+{
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::DeleteBox, {name});
+        if (const int rc = scriptResult(reply))
+            return rc;
+        return integer(reply.get()) == 1 ? DRAVO_OK : DRAVO_NOT_FOUND;
+    });
+}
+
+int RedisBackend::connectPort(const std::string& name, unsigned int& port)
+{
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = connection.command({"HGET", boxKey(name), "port"});
+        if (!reply || isError(reply.get()))
+            return reply ? errorCode(reply.get()) : DRAVO_NOT_CONNECTED;
+        const long long number = integer(reply.get());
+        if (isNil(reply.get()) || number <= 0 || number > UINT_MAX)
+            return DRAVO_NOT_FOUND;
+        port = static_cast<unsigned int>(number);
+        return DRAVO_OK;
+    });
+}
+
+int RedisBackend::receive(unsigned int port, DravoDataList& out, const std::string& typeFilter, int maxRecords,
+                          long waitMs)
+{
+    const Clock::time_point deadline = deadlineIn(waitMs);
+    if (!m_connected)
+        return DRAVO_NOT_CONNECTED;
+    if (maxRecords < 1)
+        return DRAVO_BAD_ARGUMENT;
+    out.clear();
+    return exchange([&](RedisConnection& connection) -> int {
+        return receiveOn(connection, std::to_string(port), out, typeFilter, maxRecords, deadline);
+    });
+}
+
+int RedisBackend::boxInfo(const std::string& name, DravoEventBoxInfo& out)
+{
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::BoxInfo, {name});
+        if (const int rc = scriptResult(reply))
+            return rc;
+        if (size(reply.get()) == 0)
+            return DRAVO_NOT_FOUND;
+        out = describe(reply.get());
+        return DRAVO_OK;
+    });
+}
+
+int RedisBackend::listBoxes(std::vector<DravoEventBoxInfo>& out)
+{
+    out.clear();
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::ListBoxes, {});
+        if (const int rc = scriptResult(reply))
+            return rc;
+        for (std::size_t i = 0; i < size(reply.get()); ++i)
+            out.push_back(describe(at(reply.get(), i)));
+        return DRAVO_OK;
+    });
+}
+
+} // namespace redis
+} // namespace dravo

@@ -1,0 +1,394 @@
+/*
+ * redisconnection.cpp: addresses, connections and the connection pool of the
+ * Redis backend (see redisconnection.h).
+ *
+ * hiredis is used in its blocking form: every connection carries a socket
+ * timeout, so that no reply is awaited longer than the connect timeout (or,
+ * for a blocking command, its own wait plus that), and a server that stops
+ * answering shows as an I/O failure rather than a hang.
+ */
+#include "redisconnection.h"
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <hiredis/hiredis.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+namespace dravo {
+namespace redis {
+
+namespace {
+
+const char* const kScheme = "redis://";
+/* Idle connections kept per client; more are opened when threads need them. */
+constexpr std::size_t kMaxIdle = 8;
+
+timeval toTimeval(long ms)
+{
+    ms = std::max(ms, 1L);
+    timeval tv;
+    tv.tv_sec = ms / 1000;
+    tv.tv_usec = (ms % 1000) * 1000;
+    return tv;
+}
+
+bool parseNumber(const std::string& digits, long max, int& out)
+{
+    if (digits.empty() || digits.size() > 9
+        || !std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isdigit(c) != 0; }))
+        return false;
+    const long value = std::strtol(digits.c_str(), nullptr, 10);
+    if (value > max)
+        return false;
+    out = static_cast<int>(value);
+    return true;
+}
+
+bool startsWith(const std::string& s, const char* prefix)
+{
+    return s.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
+}
+
+/* "user:password" or ":password" or "password" before the '@'. */
+void parseCredentials(const std::string& userInfo, RedisAddress& out)
+{
+    const auto colon = userInfo.find(':');
+    if (colon == std::string::npos) {
+        out.password = userInfo;
+        return;
+    }
+    out.user = userInfo.substr(0, colon);
+    out.password = userInfo.substr(colon + 1);
+}
+
+/* "host:port", "host" or "[v6 address]:port". */
+bool parseHostPort(const std::string& hostPort, RedisAddress& out)
+{
+    std::string host = hostPort;
+    std::string port;
+    if (startsWith(hostPort, "[")) {
+        const auto close = hostPort.find(']');
+        if (close == std::string::npos)
+            return false;
+        host = hostPort.substr(1, close - 1);
+        if (close + 1 < hostPort.size()) {
+            if (hostPort[close + 1] != ':')
+                return false;
+            port = hostPort.substr(close + 2);
+        }
+    } else if (const auto colon = hostPort.rfind(':'); colon != std::string::npos) {
+        host = hostPort.substr(0, colon);
+        port = hostPort.substr(colon + 1);
+    }
+    if (host.empty())
+        return false;
+    out.host = host;
+    return port.empty() || (parseNumber(port, 65535, out.port) && out.port > 0);
+}
+
+} // namespace
+
+/* ---- Addresses ------------------------------------------------------------- */
+
+std::string RedisAddress::display() const
+{
+    const bool v6 = host.find(':') != std::string::npos;
+    std::string shown = std::string(kScheme) + (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
+    if (database != 0)
+        shown += "/" + std::to_string(database);
+    return shown;
+}
+
+bool isRedisAddress(const std::string& text)
+{
+    return startsWith(text, kScheme);
+}
+
+bool parseAddress(const std::string& text, RedisAddress& out)
+{
+    if (!isRedisAddress(text))
+        return false;
+    RedisAddress address;
+    std::string rest = text.substr(std::char_traits<char>::length(kScheme));
+    if (const auto slash = rest.find('/'); slash != std::string::npos) {
+        const std::string db = rest.substr(slash + 1);
+        if (!db.empty() && !parseNumber(db, 1 << 20, address.database))
+            return false;
+        rest.erase(slash);
+    }
+    /* The last '@' ends the credentials: a password may hold '@' itself. */
+    if (const auto at = rest.rfind('@'); at != std::string::npos) {
+        parseCredentials(rest.substr(0, at), address);
+        rest.erase(0, at + 1);
+    }
+    if (!parseHostPort(rest, address))
+        return false;
+    out = std::move(address);
+    return true;
+}
+
+/* ---- Replies ----------------------------------------------------------------- */
+
+void ReplyDeleter::operator()(redisReply* reply) const
+{
+    if (reply)
+        freeReplyObject(reply);
+}
+
+bool isError(const redisReply* reply)
+{
+    return !reply || reply->type == REDIS_REPLY_ERROR;
+}
+
+bool isNil(const redisReply* reply)
+{
+    return reply && reply->type == REDIS_REPLY_NIL;
+}
+
+std::string text(const redisReply* reply)
+{
+    if (!reply || (reply->type != REDIS_REPLY_STRING && reply->type != REDIS_REPLY_STATUS
+                   && reply->type != REDIS_REPLY_ERROR))
+        return std::string();
+    return std::string(reply->str, reply->len);
+}
+
+long long integer(const redisReply* reply)
+{
+    if (!reply)
+        return 0;
+    if (reply->type == REDIS_REPLY_INTEGER)
+        return reply->integer;
+    if (reply->type == REDIS_REPLY_STRING)
+        return std::strtoll(text(reply).c_str(), nullptr, 10);
+    return 0;
+}
+
+std::size_t size(const redisReply* reply)
+{
+    return reply && reply->type == REDIS_REPLY_ARRAY ? reply->elements : 0;
+}
+
+const redisReply* at(const redisReply* reply, std::size_t index)
+{
+    return index < size(reply) ? reply->element[index] : nullptr;
+}
+
+int errorCode(const redisReply* reply)
+{
+    const std::string message = text(reply);
+    if (startsWith(message, "READONLY"))
+        return DRAVO_READ_ONLY;
+    if (startsWith(message, "NOAUTH") || startsWith(message, "WRONGPASS") || startsWith(message, "NOPERM"))
+        return DRAVO_AUTH_FAILED;
+    return DRAVO_SERVER_ERROR;
+}
+
+bool isNoScript(const redisReply* reply)
+{
+    return reply && reply->type == REDIS_REPLY_ERROR && startsWith(text(reply), "NOSCRIPT");
+}
+
+std::string blockingTimeout(long ms)
+{
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%ld.%03ld", ms / 1000, ms % 1000);
+    return buffer;
+}
+
+/* ---- One connection ---------------------------------------------------------- */
+
+RedisConnection::~RedisConnection()
+{
+    close();
+}
+
+void RedisConnection::close()
+{
+    if (m_context)
+        redisFree(m_context);
+    m_context = nullptr;
+    m_failed = false;
+}
+
+bool RedisConnection::broken() const
+{
+    return !m_context || m_failed || m_context->err != 0;
+}
+
+int RedisConnection::open(const RedisAddress& address, long timeoutMs)
+{
+    close();
+    m_context = redisConnectWithTimeout(address.host.c_str(), address.port, toTimeval(timeoutMs));
+    if (!m_context || m_context->err) {
+        close();
+        return DRAVO_UNREACHABLE;
+    }
+    setReplyTimeout(timeoutMs);
+    if (!address.password.empty()) {
+        Command auth{"AUTH"};
+        if (!address.user.empty())
+            auth.push_back(address.user);
+        auth.push_back(address.password);
+        const Reply reply = command(auth);
+        if (!reply || isError(reply.get())) {
+            const int rc = reply ? DRAVO_AUTH_FAILED : DRAVO_UNREACHABLE;
+            close();
+            return rc;
+        }
+    }
+    /* SELECT also proves that the server takes this client at all (a
+     * server with a password answers NOAUTH to anybody without one). */
+    const Reply selected = command({"SELECT", std::to_string(address.database)});
+    if (!selected || isError(selected.get())) {
+        const int rc = !selected ? DRAVO_UNREACHABLE
+                     : errorCode(selected.get()) == DRAVO_AUTH_FAILED ? DRAVO_AUTH_FAILED : DRAVO_CONFIG_ERROR;
+        close();
+        return rc;
+    }
+    return DRAVO_OK;
+}
+
+void RedisConnection::setReplyTimeout(long ms)
+{
+    if (!m_context || ms == m_replyTimeoutMs)
+        return;
+    if (redisSetTimeout(m_context, toTimeval(ms)) == REDIS_OK)
+        m_replyTimeoutMs = ms;
+    else
+        m_failed = true;
+}
+
+void RedisConnection::append(const Command& args)
+{
+    std::vector<const char*> argv;
+    std::vector<std::size_t> lengths;
+    argv.reserve(args.size());
+    lengths.reserve(args.size());
+    for (const std::string& a : args) {
+        argv.push_back(a.data());
+        lengths.push_back(a.size());
+    }
+    if (redisAppendCommandArgv(m_context, static_cast<int>(argv.size()), argv.data(), lengths.data()) != REDIS_OK)
+        m_failed = true;
+}
+
+Reply RedisConnection::command(const Command& args)
+{
+    std::vector<Reply> replies = pipeline({args});
+    return replies.empty() ? Reply() : std::move(replies.front());
+}
+
+std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& commands)
+{
+    std::vector<Reply> replies;
+    if (broken())
+        return replies;
+    for (const Command& args : commands)
+        append(args);
+    replies.reserve(commands.size());
+    for (std::size_t i = 0; i < commands.size() && !m_failed; ++i) {
+        void* reply = nullptr;
+        if (redisGetReply(m_context, &reply) != REDIS_OK || !reply) {
+            m_failed = true;
+            break;
+        }
+        replies.emplace_back(static_cast<redisReply*>(reply));
+    }
+    if (m_failed)
+        replies.clear();
+    return replies;
+}
+
+Reply RedisConnection::blockingCommand(const Command& args, long waitMs)
+{
+    const long normal = m_replyTimeoutMs;
+    setReplyTimeout(waitMs + normal);
+    Reply reply = command(args);
+    setReplyTimeout(normal);
+    return reply;
+}
+
+bool RedisConnection::isPrimary()
+{
+    const Reply role = command({"ROLE"});
+    return text(at(role.get(), 0)) == "master";
+}
+
+void RedisConnection::interrupt()
+{
+    if (m_context && m_context->fd >= 0)
+        ::shutdown(m_context->fd, SHUT_RDWR);
+}
+
+/* ---- The pool ------------------------------------------------------------------ */
+
+ConnectionPool::~ConnectionPool()
+{
+    serve(nullptr, 0);
+}
+
+void ConnectionPool::serve(const RedisAddress* address, long timeoutMs)
+{
+    std::vector<std::unique_ptr<RedisConnection>> closing;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_serial;
+    m_address = address ? std::make_unique<RedisAddress>(*address) : nullptr;
+    m_timeoutMs = timeoutMs;
+    closing.swap(m_idle);
+    for (RedisConnection* busy : m_busy) {
+        busy->interrupt();
+        m_stale.insert(busy);
+    }
+}
+
+std::unique_ptr<RedisConnection> ConnectionPool::acquire()
+{
+    RedisAddress address;
+    long timeoutMs = 0;
+    unsigned serial = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_address)
+            return nullptr;
+        if (!m_idle.empty()) {
+            std::unique_ptr<RedisConnection> connection = std::move(m_idle.back());
+            m_idle.pop_back();
+            m_busy.insert(connection.get());
+            return connection;
+        }
+        address = *m_address;
+        timeoutMs = m_timeoutMs;
+        serial = m_serial;
+    }
+    auto connection = std::make_unique<RedisConnection>();
+    if (connection->open(address, timeoutMs) != DRAVO_OK)
+        return nullptr;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (serial != m_serial)
+        return nullptr;
+    m_busy.insert(connection.get());
+    return connection;
+}
+
+void ConnectionPool::release(std::unique_ptr<RedisConnection> connection)
+{
+    if (!connection)
+        return;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_busy.erase(connection.get());
+    const bool stale = m_stale.erase(connection.get()) > 0;
+    if (stale || connection->broken() || !m_address || m_idle.size() >= kMaxIdle)
+        return;
+    connection->setReplyTimeout(m_timeoutMs);
+    m_idle.push_back(std::move(connection));
+}
+
+} // namespace redis
+} // namespace dravo

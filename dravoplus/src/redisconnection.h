@@ -1,0 +1,163 @@
+/*
+ * redisconnection.h: the wire to a Redis server, for the Redis backend.
+ *
+ * RedisAddress is one "redis://[user:password@]host:port[/db]" setting.
+ * RedisConnection is one authenticated connection to it on which commands
+ * and pipelines run, each bounded by a reply timeout; ConnectionPool hands
+ * connections of the active server to the threads of one client, so that
+ * a blocked receive holds a connection of its own and never stalls another
+ * thread's call. Everything here is blocking and synchronous: a connection
+ * is used by one thread at a time, and the only thing another thread may do
+ * to it is interrupt() it.
+ */
+#ifndef DRAVOPLUS_REDISCONNECTION_H
+#define DRAVOPLUS_REDISCONNECTION_H
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+struct redisContext;
+struct redisReply;
+
+namespace dravo {
+namespace redis {
+
+struct RedisAddress {
+    std::string host;
+    int port = 6379;
+    int database = 0;
+    std::string user;        /* "" : the default user */
+    std::string password;    /* "" : no AUTH */
+
+    /* The address as shown to operators: without user and password. */
+    std::string display() const;
+};
+
+/* Parses one address; false when it is not a well-formed redis:// address. */
+bool parseAddress(const std::string& text, RedisAddress& out);
+bool isRedisAddress(const std::string& text);
+
+struct ReplyDeleter {
+    void operator()(redisReply* reply) const;
+};
+using Reply = std::unique_ptr<redisReply, ReplyDeleter>;
+using Command = std::vector<std::string>;
+
+/* Reading replies. */
+bool isError(const redisReply* reply);
+bool isNil(const redisReply* reply);
+std::string text(const redisReply* reply);        /* string and status replies; "" otherwise */
+long long integer(const redisReply* reply);       /* integer replies, numeric strings; 0 otherwise */
+std::size_t size(const redisReply* reply);        /* elements of an array reply */
+const redisReply* at(const redisReply* reply, std::size_t index);
+/* The result code of an error reply (DRAVO_READ_ONLY, DRAVO_AUTH_FAILED, ...). */
+int errorCode(const redisReply* reply);
+bool isNoScript(const redisReply* reply);
+/* A blocking command's timeout: seconds with decimals. */
+std::string blockingTimeout(long ms);
+
+class RedisConnection
+{
+public:
+    RedisConnection() = default;
+    ~RedisConnection();
+    RedisConnection(const RedisConnection&) = delete;
+    RedisConnection& operator=(const RedisConnection&) = delete;
+
+    /* Connects within timeoutMs, authenticates and selects the database.
+     * 0, DRAVO_UNREACHABLE, DRAVO_AUTH_FAILED or DRAVO_CONFIG_ERROR (no such
+     * database). Replies are then awaited for timeoutMs. */
+    int open(const RedisAddress& address, long timeoutMs);
+    void close();
+    bool isOpen() const { return m_context != nullptr; }
+    /* An I/O failure or a timeout left the connection unusable. */
+    bool broken() const;
+
+    /* Null on an I/O failure (the connection is then broken). */
+    Reply command(const Command& args);
+    /* A command that blocks on the server for up to waitMs (its timeout
+     * argument given as blockingTimeout(waitMs)); its reply is awaited that
+     * much longer than others. */
+    Reply blockingCommand(const Command& args, long waitMs);
+    /* Every reply in order, or none at all on an I/O failure. */
+    std::vector<Reply> pipeline(const std::vector<Command>& commands);
+
+    /* How long the next replies are awaited (a blocking command waits this
+     * long beyond its own timeout). */
+    void setReplyTimeout(long ms);
+    long replyTimeout() const { return m_replyTimeoutMs; }
+
+    /* Whether the server takes writes (ROLE says master). */
+    bool isPrimary();
+
+    /* From another thread: makes a call blocked on this connection return
+     * with an I/O failure. */
+    void interrupt();
+
+private:
+    void append(const Command& args);
+
+    redisContext* m_context = nullptr;
+    long m_replyTimeoutMs = 0;
+    bool m_failed = false;
+};
+
+/* The connections of one client to its active server. */
+class ConnectionPool
+{
+public:
+    ConnectionPool() = default;
+    ~ConnectionPool();
+    ConnectionPool(const ConnectionPool&) = delete;
+    ConnectionPool& operator=(const ConnectionPool&) = delete;
+
+    /* Serves the given server from now on; null serves none. Idle
+     * connections of the former server are closed, and calls still running
+     * on them are interrupted. */
+    void serve(const RedisAddress* address, long timeoutMs);
+
+    /* A connection for one call, opened when none is idle; null when the
+     * pool serves no server or the server cannot be reached. */
+    std::unique_ptr<RedisConnection> acquire();
+    /* Gives a connection back (a broken one, or one of a former server, is
+     * closed). */
+    void release(std::unique_ptr<RedisConnection> connection);
+
+private:
+    std::mutex m_mutex;
+    std::unique_ptr<RedisAddress> m_address;
+    long m_timeoutMs = 0;
+    unsigned m_serial = 0;   /* counts serve() calls */
+    std::vector<std::unique_ptr<RedisConnection>> m_idle;
+    /* Connections out on calls; the stale ones belong to a former server
+     * and are closed when they come back. */
+    std::set<RedisConnection*> m_busy;
+    std::set<RedisConnection*> m_stale;
+};
+
+/* A pooled connection held for the duration of one call. */
+class PooledConnection
+{
+public:
+    explicit PooledConnection(ConnectionPool& pool) : m_pool(pool), m_connection(pool.acquire()) {}
+    ~PooledConnection() { m_pool.release(std::move(m_connection)); }
+    PooledConnection(const PooledConnection&) = delete;
+    PooledConnection& operator=(const PooledConnection&) = delete;
+
+    explicit operator bool() const { return m_connection != nullptr; }
+    RedisConnection& operator*() const { return *m_connection; }
+    RedisConnection* operator->() const { return m_connection.get(); }
+
+private:
+    ConnectionPool& m_pool;
+    std::unique_ptr<RedisConnection> m_connection;
+};
+
+} // namespace redis
+} // namespace dravo
+
+#endif

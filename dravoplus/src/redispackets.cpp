@@ -1,0 +1,159 @@
+/*
+ * redispackets.cpp: request/reply packets of the runtime server kept in Redis.
+ *
+ * A request is a hash under its handle, with the handle's expiry, and its
+ * handle waits in the target's list; the receiver serving a target is a key
+ * holding its client id, renewed by its monitor and gone soon after it dies,
+ * so that a sender asking for a present receiver learns at once that the
+ * driver is not running (DRAVO_NO_RECEIVER). The reply goes to a list of its
+ * own that expires with the handle; the sender blocks on it with its own
+ * connection.
+ */
+#include "redisbackend.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace dravo {
+namespace redis {
+
+
+/* ---- The sending side -------------------------------------------------------- */
+
+int RedisBackend::sendPacket(const std::string& target, const DravoData& request, int mode, long expiryMs,
+                             DravoHandle& handle)
+{
+    if (target.empty())
+        return m_connected ? DRAVO_BAD_ARGUMENT : DRAVO_NOT_CONNECTED;
+    const std::string present = (mode & DRAVO_PACKET_PRESENT) ? "1" : "0";
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::SendPacket,
+                                      {target, DravoPlus::SerializeRecord(request), present,
+                                       std::to_string(std::max(expiryMs, 1L))});
+        if (const int rc = scriptResult(reply))
+            return rc;
+        if (integer(reply.get()) <= 0)
+            return DRAVO_NO_RECEIVER;
+        handle = static_cast<DravoHandle>(integer(reply.get()));
+        return DRAVO_OK;
+    });
+}
+
+/* A handle that expires during the wait is gone like a released one. */
+int RedisBackend::waitReply(DravoHandle handle, DravoData& reply, long waitMs)
+{
+    const Clock::time_point deadline = deadlineIn(waitMs);
+    const std::string id = std::to_string(handle);
+    return exchange([&](RedisConnection& connection) -> int {
+        for (;;) {
+            const Reply taken = runScript(connection, Script::TakeReply, {id});
+            if (const int rc = scriptResult(taken))
+                return rc;
+            const long long state = integer(at(taken.get(), 0));
+            if (state < 0)
+                return DRAVO_BAD_HANDLE;
+            if (state == 1)
+                return decodeRecord(at(taken.get(), 1), reply);
+            const long left = msUntil(deadline);
+            if (left <= 0)
+                return DRAVO_TIMEOUT;
+            /* Wake when the handle runs out, to report it gone. */
+            const long life = std::max(static_cast<long>(integer(at(taken.get(), 1))), 1L);
+            const long block = std::min(left, life);
+            const Reply popped = connection.blockingCommand({"BLPOP", replyKey(id), blockingTimeout(block)}, block);
+            if (!popped)
+                return DRAVO_NOT_CONNECTED;
+            if (size(popped.get()) == 2)
+                return decodeRecord(at(popped.get(), 1), reply);
+        }
+    });
+}
+
+int RedisBackend::releaseHandle(DravoHandle handle)
+{
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::Release, {std::to_string(handle)});
+        if (const int rc = scriptResult(reply))
+            return rc;
+        return integer(reply.get()) == 1 ? DRAVO_OK : DRAVO_BAD_HANDLE;
+    });
+}
+
+/* ---- The receiving side ------------------------------------------------------ */
+
+int RedisBackend::registerReceiver(const std::string& target)
+{
+    if (target.empty())
+        return m_connected ? DRAVO_BAD_ARGUMENT : DRAVO_NOT_CONNECTED;
+    const int rc = exchange([&](RedisConnection& connection) -> int {
+        const Reply reply = runScript(connection, Script::Register, {target, m_id, std::to_string(presenceMs())});
+        if (const int failed = scriptResult(reply))
+            return failed;
+        return integer(reply.get()) == 1 ? DRAVO_OK : DRAVO_TARGET_TAKEN;
+    });
+    if (rc == DRAVO_OK)
+        serveTarget(target, true);
+    return rc;
+}
+
+/* Unregistering a target this client does not serve has nothing to undo. */
+int RedisBackend::unregisterReceiver(const std::string& target)
+{
+    const int rc = exchange([&](RedisConnection& connection) -> int {
+        return scriptResult(runScript(connection, Script::Unregister, {target, m_id}));
+    });
+    if (rc == DRAVO_OK)
+        serveTarget(target, false);
+    return rc;
+}
+
+int RedisBackend::receivePacket(const std::string& target, DravoData& request, DravoHandle& handle, long waitMs)
+{
+    const Clock::time_point deadline = deadlineIn(waitMs);
+    return exchange([&](RedisConnection& connection) -> int {
+        for (;;) {
+            const Reply next = runScript(connection, Script::NextRequest, {target, m_id});
+            if (const int rc = scriptResult(next))
+                return rc;
+            if (integer(next.get()) == -1)
+                return DRAVO_BAD_ARGUMENT;   /* this client does not serve the target */
+            if (size(next.get()) == 2) {
+                handle = static_cast<DravoHandle>(integer(at(next.get(), 0)));
+                return decodeRecord(at(next.get(), 1), request);
+            }
+            const long left = msUntil(deadline);
+            if (left <= 0)
+                return DRAVO_TIMEOUT;
+            const Reply popped =
+                connection.blockingCommand({"BLPOP", packetQueueKey(target), blockingTimeout(left)}, left);
+            if (!popped)
+                return DRAVO_NOT_CONNECTED;
+            if (size(popped.get()) != 2)
+                continue;
+            const std::string id = text(at(popped.get(), 1));
+            const Reply taken = runScript(connection, Script::TakeRequest, {id});
+            if (const int rc = scriptResult(taken))
+                return rc;
+            if (isNil(taken.get()))
+                continue;   /* its handle expired while it waited */
+            handle = static_cast<DravoHandle>(integer(at(popped.get(), 1)));
+            return decodeRecord(taken.get(), request);
+        }
+    });
+}
+
+/* An answer to a handle that is gone is refused: its sender stopped
+ * waiting long ago. */
+int RedisBackend::replyPacket(DravoHandle handle, const DravoData& reply)
+{
+    return exchange([&](RedisConnection& connection) -> int {
+        const Reply put = runScript(connection, Script::PutReply,
+                                    {std::to_string(handle), DravoPlus::SerializeRecord(reply)});
+        if (const int rc = scriptResult(put))
+            return rc;
+        return integer(put.get()) == 1 ? DRAVO_OK : DRAVO_BAD_HANDLE;
+    });
+}
+
+} // namespace redis
+} // namespace dravo

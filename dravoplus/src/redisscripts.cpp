@@ -1,0 +1,476 @@
+/*
+ * redisscripts.cpp: the Lua scripts of the Redis backend and how they run.
+ *
+ * Key layout (all under "dravo:"):
+ *   rec:<name>        a record in its transport form (recordcodec.cpp)
+ *   typeof            hash: record name -> type name
+ *   type:<type>       sorted set (all scores 0, so name order) of record names
+ *   boxes             sorted set of box names
+ *   box:<name>        hash: kind, capacity, domain, owner, port, persistent, dropped
+ *   kind:<kind>       set of the boxes subscribed to an event kind
+ *   port:<port>       the name of the box that owns a port
+ *   q:<port>          list: a box's queue, oldest first; an empty element
+ *                     tells a waiting receiver that the box is gone
+ *   lastport, lasthandle   counters
+ *   alive:<client>    present while the client is connected (renewed by it)
+ *   notices:<client>  list of news for a client: "O<n>:<box>" (n records of
+ *                     its box dropped), "H:<task>" (heartbeat taken over)
+ *   hb:<task>         the heartbeat lease: the holder's id, with an expiry
+ *   hbinfo:<task>     hash: holder, name, record;  hbtasks: set of tasks
+ *   rx:<target>       the receiver serving a packet target, with an expiry
+ *   pq:<target>       list of handles of requests waiting for the target
+ *   pkt:<handle>      hash: target, request, taken; expires with the handle
+ *   reply:<handle>    list holding the reply; expires with the handle
+ *
+ * A box's queue is keyed by its port rather than its name, so that a box
+ * made again under an old name never meets what a receiver of the old one
+ * left behind.
+ */
+#include "redisscripts.h"
+
+#include <array>
+#include <mutex>
+
+namespace dravo {
+namespace redis {
+
+namespace {
+
+const char* const kPrefix = "dravo:";
+
+/* Functions every script may use. */
+const char* const kLibrary = R"lua(
+local P = 'dravo:'
+local NOTICE_LIFE = 600000
+
+local function notice(client, news)
+  local key = P .. 'notices:' .. client
+  redis.call('RPUSH', key, news)
+  redis.call('PEXPIRE', key, NOTICE_LIFE)
+end
+
+local function pushAll(key, items, first, last)
+  for i = first, last, 1000 do
+    redis.call('RPUSH', key, unpack(items, i, math.min(i + 999, last)))
+  end
+end
+
+-- Every box of the kind whose domain fits gets items[first..]; a box over
+-- its capacity drops its oldest, counts them and tells its owner.
+local function deliver(kind, domain, items, first)
+  local last = #items
+  if last < first then return end
+  for _, name in ipairs(redis.call('SMEMBERS', P .. 'kind:' .. kind)) do
+    local key = P .. 'box:' .. name
+    local b = redis.call('HMGET', key, 'domain', 'capacity', 'port', 'owner')
+    if b[3] and (b[1] == '' or domain == '' or b[1] == domain) then
+      local queue = P .. 'q:' .. b[3]
+      pushAll(queue, items, first, last)
+      local excess = redis.call('LLEN', queue) - tonumber(b[2])
+      if excess > 0 then
+        redis.call('LTRIM', queue, excess, -1)
+        redis.call('HINCRBY', key, 'dropped', excess)
+        notice(b[4], 'O' .. excess .. ':' .. name)
+      end
+    end
+  end
+end
+
+local function removeBox(name)
+  local key = P .. 'box:' .. name
+  local b = redis.call('HMGET', key, 'kind', 'port')
+  if not b[2] then return 0 end
+  redis.call('DEL', key, P .. 'port:' .. b[2])
+  redis.call('SREM', P .. 'kind:' .. b[1], name)
+  redis.call('ZREM', P .. 'boxes', name)
+  local queue = P .. 'q:' .. b[2]
+  redis.call('DEL', queue)
+  redis.call('RPUSH', queue, '')
+  redis.call('PEXPIRE', queue, 60000)
+  return 1
+end
+
+-- Transient boxes of owners that are gone (or, with owner given, of that
+-- owner only).
+local function removeTransientBoxes(owner)
+  for _, name in ipairs(redis.call('ZRANGE', P .. 'boxes', 0, -1)) do
+    local b = redis.call('HMGET', P .. 'box:' .. name, 'owner', 'persistent')
+    if b[2] == '0' then
+      if (owner and b[1] == owner) or (not owner and redis.call('EXISTS', P .. 'alive:' .. b[1]) == 0) then
+        removeBox(name)
+      end
+    end
+  end
+end
+
+local function describeBox(name)
+  local b = redis.call('HMGET', P .. 'box:' .. name, 'kind', 'capacity', 'port', 'dropped', 'persistent', 'domain')
+  if not b[3] then return false end
+  return {name, b[1], b[2], redis.call('LLEN', P .. 'q:' .. b[3]), b[4], b[5], b[6]}
+end
+
+local function storeRecord(name, rtype, form)
+  local previous = redis.call('HGET', P .. 'typeof', name)
+  if previous and previous ~= rtype then redis.call('ZREM', P .. 'type:' .. previous, name) end
+  redis.call('SET', P .. 'rec:' .. name, form)
+  redis.call('HSET', P .. 'typeof', name, rtype)
+  redis.call('ZADD', P .. 'type:' .. rtype, 0, name)
+end
+
+-- A record's transport form (recordcodec.cpp): "DRV1", u16 type length,
+-- type, u16 name length, name, u32 raw length, raw value, ... Gives the type,
+-- the position of the raw value's first byte and its length; nothing for a
+-- form cut short.
+local function rawPart(form)
+  if #form < 14 or string.sub(form, 1, 4) ~= 'DRV1' then return nil end
+  local typeLength = string.byte(form, 5) + 256 * string.byte(form, 6)
+  local at = 7 + typeLength
+  if #form < at + 5 then return nil end
+  local nameLength = string.byte(form, at) + 256 * string.byte(form, at + 1)
+  at = at + 2 + nameLength
+  if #form < at + 3 then return nil end
+  local b1, b2, b3, b4 = string.byte(form, at, at + 3)
+  local rawLength = b1 + 256 * b2 + 65536 * b3 + 16777216 * b4
+  if #form < at + 3 + rawLength then return nil end
+  return string.sub(form, 7, 6 + typeLength), at + 4, rawLength
+end
+
+local function takeRequest(handle)
+  local packet = P .. 'pkt:' .. handle
+  local request = redis.call('HGET', packet, 'request')
+  if not request then return false end
+  redis.call('HSET', packet, 'taken', '1')
+  redis.call('HDEL', packet, 'request')
+  return request
+end
+)lua";
+
+struct ScriptSource {
+    Script script;
+    const char* body;
+};
+
+const ScriptSource kScripts[] = {
+    {Script::Join, R"lua(
+redis.call('SET', P .. 'alive:' .. ARGV[1], '1', 'PX', ARGV[2])
+if redis.call('EXISTS', P .. 'rec:' .. ARGV[3]) == 0 then storeRecord(ARGV[3], ARGV[4], ARGV[5]) end
+removeTransientBoxes(nil)
+return 1
+)lua"},
+    {Script::Leave, R"lua(
+local me = ARGV[1]
+removeTransientBoxes(me)
+local n = tonumber(ARGV[3])
+for i = 4, 3 + n do
+  local key = P .. 'hb:' .. ARGV[i]
+  if redis.call('GET', key) == me then redis.call('PEXPIRE', key, ARGV[2]) end
+end
+for i = 4 + n, #ARGV do
+  local key = P .. 'rx:' .. ARGV[i]
+  if redis.call('GET', key) == me then redis.call('DEL', key) end
+end
+redis.call('DEL', P .. 'alive:' .. me)
+return 1
+)lua"},
+    {Script::Tick, R"lua(
+local me = ARGV[1]
+redis.call('SET', P .. 'alive:' .. me, '1', 'PX', ARGV[2])
+local function keep(key, ms)
+  local holder = redis.call('GET', key)
+  if holder == me then redis.call('PEXPIRE', key, ms) return true end
+  if not holder then redis.call('SET', key, me, 'PX', ms) return true end
+  return false
+end
+local lost = {}
+local n = tonumber(ARGV[4])
+for i = 5, 4 + n do
+  if not keep(P .. 'hb:' .. ARGV[i], ARGV[3]) then lost[#lost + 1] = 'H:' .. ARGV[i] end
+end
+for i = 5 + n, #ARGV do
+  if not keep(P .. 'rx:' .. ARGV[i], ARGV[2]) then lost[#lost + 1] = 'R:' .. ARGV[i] end
+end
+local news = redis.call('LPOP', P .. 'notices:' .. me, 1000) or {}
+return {news, lost}
+)lua"},
+    {Script::Store, R"lua(
+for i = 1, #ARGV, 3 do storeRecord(ARGV[i], ARGV[i + 1], ARGV[i + 2]) end
+return 1
+)lua"},
+    {Script::Delete, R"lua(
+local name = ARGV[1]
+if redis.call('EXISTS', P .. 'rec:' .. name) == 0 then return 0 end
+local rtype = redis.call('HGET', P .. 'typeof', name)
+if rtype then redis.call('ZREM', P .. 'type:' .. rtype, name) end
+redis.call('HDEL', P .. 'typeof', name)
+redis.call('DEL', P .. 'rec:' .. name)
+return 1
+)lua"},
+    {Script::ByType, R"lua(
+local names = redis.call('ZRANGE', P .. 'type:' .. ARGV[1], 0, -1)
+local out = {}
+for i = 1, #names, 1000 do
+  local keys = {}
+  for j = i, math.min(i + 999, #names) do keys[#keys + 1] = P .. 'rec:' .. names[j] end
+  for _, form in ipairs(redis.call('MGET', unpack(keys))) do
+    if form then out[#out + 1] = form end
+  end
+end
+return out
+)lua"},
+    {Script::Write, R"lua(
+local n = tonumber(ARGV[1])
+for i = 3, 2 + 2 * n, 2 do redis.call('SET', P .. 'rec:' .. ARGV[i], ARGV[i + 1]) end
+deliver(ARGV[2], '', ARGV, 3 + 2 * n)
+return 1
+)lua"},
+    {Script::Patch, R"lua(
+local forms, results = {}, {}
+local i = 4
+for entry = 1, tonumber(ARGV[3]) do
+  local name, rtype, fields = ARGV[i], ARGV[i + 1], tonumber(ARGV[i + 2])
+  i = i + 3
+  local form = forms[name] or redis.call('GET', P .. 'rec:' .. name)
+  if not form then return {1, entry} end
+  local stored, start, length = rawPart(form)
+  if stored ~= rtype then return {2, entry} end
+  for _ = 1, fields do
+    local offset, bytes = tonumber(ARGV[i]), ARGV[i + 1]
+    i = i + 2
+    if offset + #bytes > length then return {2, entry} end
+    form = string.sub(form, 1, start + offset - 1) .. bytes .. string.sub(form, start + offset + #bytes)
+  end
+  forms[name] = form
+  results[#results + 1] = form
+end
+for name, form in pairs(forms) do redis.call('SET', P .. 'rec:' .. name, form) end
+if ARGV[1] == '1' then deliver(ARGV[2], '', results, 1) end
+return {0}
+)lua"},
+    {Script::Send, R"lua(
+deliver(ARGV[1], ARGV[2], ARGV, 3)
+return 1
+)lua"},
+    {Script::CreateBox, R"lua(
+local key = P .. 'box:' .. ARGV[1]
+if redis.call('EXISTS', key) == 1 then return 0 end
+local port
+repeat
+  port = redis.call('INCR', P .. 'lastport') % 4294967296
+until port ~= 0 and redis.call('EXISTS', P .. 'port:' .. port) == 0
+redis.call('HSET', key, 'kind', ARGV[2], 'capacity', ARGV[3], 'domain', ARGV[4], 'owner', ARGV[5],
+           'port', port, 'persistent', '0', 'dropped', '0')
+redis.call('SET', P .. 'port:' .. port, ARGV[1])
+redis.call('DEL', P .. 'q:' .. port)
+redis.call('SADD', P .. 'kind:' .. ARGV[2], ARGV[1])
+redis.call('ZADD', P .. 'boxes', 0, ARGV[1])
+return port
+)lua"},
+    {Script::SetPersistent, R"lua(
+local key = P .. 'box:' .. ARGV[1]
+local owner = redis.call('HGET', key, 'owner')
+if not owner then return 0 end
+redis.call('HSET', key, 'persistent', ARGV[2])
+if ARGV[2] == '0' and redis.call('EXISTS', P .. 'alive:' .. owner) == 0 then removeBox(ARGV[1]) end
+return 1
+)lua"},
+    {Script::DeleteBox, R"lua(
+return removeBox(ARGV[1])
+)lua"},
+    {Script::Take, R"lua(
+if redis.call('EXISTS', P .. 'port:' .. ARGV[1]) == 0 then return -1 end
+return redis.call('LPOP', P .. 'q:' .. ARGV[1], ARGV[2]) or {}
+)lua"},
+    {Script::BoxInfo, R"lua(
+return describeBox(ARGV[1])
+)lua"},
+    {Script::ListBoxes, R"lua(
+local out = {}
+for _, name in ipairs(redis.call('ZRANGE', P .. 'boxes', 0, -1)) do
+  local box = describeBox(name)
+  if box then out[#out + 1] = box end
+end
+return out
+)lua"},
+    {Script::Contend, R"lua(
+local task, me = ARGV[1], ARGV[2]
+local key = P .. 'hb:' .. task
+local holder = redis.call('GET', key)
+if holder and holder ~= me then return 0 end
+local info = P .. 'hbinfo:' .. task
+local previous = redis.call('HGET', info, 'holder')
+redis.call('SET', key, me, 'PX', ARGV[5])
+redis.call('HSET', info, 'holder', me, 'name', ARGV[3], 'record', ARGV[4])
+redis.call('SADD', P .. 'hbtasks', task)
+if previous and previous ~= me then notice(previous, 'H:' .. task) end
+return 1
+)lua"},
+    {Script::ListHeartbeats, R"lua(
+local out = {}
+for _, task in ipairs(redis.call('SMEMBERS', P .. 'hbtasks')) do
+  local info = redis.call('HMGET', P .. 'hbinfo:' .. task, 'name', 'record')
+  out[#out + 1] = {task, info[1] or '', info[2] or '', redis.call('EXISTS', P .. 'hb:' .. task)}
+end
+return out
+)lua"},
+    {Script::SendPacket, R"lua(
+if ARGV[3] == '1' and redis.call('EXISTS', P .. 'rx:' .. ARGV[1]) == 0 then return 0 end
+local handle = redis.call('INCR', P .. 'lasthandle')
+local packet = P .. 'pkt:' .. handle
+redis.call('HSET', packet, 'target', ARGV[1], 'request', ARGV[2], 'taken', '0')
+redis.call('PEXPIRE', packet, ARGV[4])
+local queue = P .. 'pq:' .. ARGV[1]
+redis.call('RPUSH', queue, handle)
+if redis.call('PTTL', queue) < tonumber(ARGV[4]) then redis.call('PEXPIRE', queue, ARGV[4]) end
+return handle
+)lua"},
+    {Script::NextRequest, R"lua(
+if redis.call('GET', P .. 'rx:' .. ARGV[1]) ~= ARGV[2] then return -1 end
+local queue = P .. 'pq:' .. ARGV[1]
+while true do
+  local handle = redis.call('LPOP', queue)
+  if not handle then return {} end
+  local request = takeRequest(handle)
+  if request then return {handle, request} end
+end
+)lua"},
+    {Script::TakeRequest, R"lua(
+return takeRequest(ARGV[1])
+)lua"},
+    {Script::TakeReply, R"lua(
+local left = redis.call('PTTL', P .. 'pkt:' .. ARGV[1])
+if left == -2 then return {-1} end
+local reply = redis.call('LPOP', P .. 'reply:' .. ARGV[1])
+if reply then return {1, reply} end
+return {0, left}
+)lua"},
+    {Script::PutReply, R"lua(
+local left = redis.call('PTTL', P .. 'pkt:' .. ARGV[1])
+if left == -2 then return 0 end
+local key = P .. 'reply:' .. ARGV[1]
+redis.call('RPUSH', key, ARGV[2])
+if left > 0 then redis.call('PEXPIRE', key, left) end
+return 1
+)lua"},
+    {Script::Release, R"lua(
+local packet = P .. 'pkt:' .. ARGV[1]
+local b = redis.call('HMGET', packet, 'target', 'taken')
+if not b[1] then return 0 end
+if b[2] ~= '1' then redis.call('LREM', P .. 'pq:' .. b[1], 1, ARGV[1]) end
+redis.call('DEL', packet, P .. 'reply:' .. ARGV[1])
+return 1
+)lua"},
+    {Script::Register, R"lua(
+local key = P .. 'rx:' .. ARGV[1]
+local holder = redis.call('GET', key)
+if holder and holder ~= ARGV[2] then return 0 end
+redis.call('SET', key, ARGV[2], 'PX', ARGV[3])
+return 1
+)lua"},
+    {Script::Unregister, R"lua(
+local key = P .. 'rx:' .. ARGV[1]
+if redis.call('GET', key) == ARGV[2] then redis.call('DEL', key) end
+return 1
+)lua"},
+};
+
+constexpr std::size_t kScriptCount = sizeof kScripts / sizeof kScripts[0];
+
+/* The digests the server gave for each script, learnt on first use; the
+ * same on every server, since a digest is a function of the text. */
+struct Digests {
+    std::mutex mutex;
+    std::array<std::string, kScriptCount> sha;
+};
+
+Digests& digests()
+{
+    static Digests* const d = new Digests; // used by middleware threads until exit
+    return *d;
+}
+
+std::size_t indexOf(Script script)
+{
+    for (std::size_t i = 0; i < kScriptCount; ++i)
+        if (kScripts[i].script == script)
+            return i;
+    return 0;
+}
+
+std::string source(Script script)
+{
+    return std::string(kLibrary) + kScripts[indexOf(script)].body;
+}
+
+std::string knownDigest(Script script)
+{
+    Digests& d = digests();
+    std::lock_guard<std::mutex> lock(d.mutex);
+    return d.sha[indexOf(script)];
+}
+
+Command withArgs(Command head, const Command& args)
+{
+    head.push_back("0");
+    head.insert(head.end(), args.begin(), args.end());
+    return head;
+}
+
+} // namespace
+
+std::string recordKey(const std::string& name)
+{
+    return kPrefix + std::string("rec:") + name;
+}
+
+std::string boxKey(const std::string& name)
+{
+    return kPrefix + std::string("box:") + name;
+}
+
+std::string queueKey(const std::string& port)
+{
+    return kPrefix + std::string("q:") + port;
+}
+
+std::string packetQueueKey(const std::string& target)
+{
+    return kPrefix + std::string("pq:") + target;
+}
+
+std::string replyKey(const std::string& handle)
+{
+    return kPrefix + std::string("reply:") + handle;
+}
+
+bool loadScript(RedisConnection& connection, Script script)
+{
+    const Reply reply = connection.command({"SCRIPT", "LOAD", source(script)});
+    const std::string sha = text(reply.get());
+    if (!reply || isError(reply.get()) || sha.empty())
+        return false;
+    Digests& d = digests();
+    std::lock_guard<std::mutex> lock(d.mutex);
+    d.sha[indexOf(script)] = sha;
+    return true;
+}
+
+Command scriptCommand(Script script, const Command& args)
+{
+    const std::string sha = knownDigest(script);
+    if (sha.empty())
+        return withArgs({"EVAL", source(script)}, args);
+    return withArgs({"EVALSHA", sha}, args);
+}
+
+Reply runScript(RedisConnection& connection, Script script, const Command& args)
+{
+    if (knownDigest(script).empty() && !loadScript(connection, script))
+        return connection.broken() ? Reply() : connection.command(withArgs({"EVAL", source(script)}, args));
+    Reply reply = connection.command(scriptCommand(script, args));
+    if (isNoScript(reply.get()) && loadScript(connection, script))
+        reply = connection.command(scriptCommand(script, args));
+    return reply;
+}
+
+} // namespace redis
+} // namespace dravo

@@ -1,0 +1,70 @@
+/*
+ * redisscripts.h: the server-side scripts of the Redis backend.
+ *
+ * Whatever must happen at once on the server (a box made with its port and
+ * index entries, an event delivered to every box of its kind with the
+ * overflow counted, a partial write with its raw changes, a heartbeat entry
+ * taken from a dead holder) is one Lua script, so that no other client ever
+ * sees half of it. Every key lives under "dravo:"; the layout is described in
+ * redisscripts.cpp, where the scripts are.
+ */
+#ifndef DRAVOPLUS_REDISSCRIPTS_H
+#define DRAVOPLUS_REDISSCRIPTS_H
+
+#include "redisconnection.h"
+
+#include <string>
+
+namespace dravo {
+namespace redis {
+
+enum class Script {
+    Join,            /* me, presenceMs, marker name, type, form */
+    Leave,           /* me, leaseMs, task count, tasks..., targets... */
+    Tick,            /* me, presenceMs, leaseMs, task count, tasks..., targets... */
+    Store,           /* (name, type, form)... */
+    Delete,          /* name -> 1 | 0 */
+    ByType,          /* type -> forms in name order */
+    Write,           /* count, kind, (name, form)..., published forms... */
+    Patch,           /* 0|1 (publish), kind, count, then per entry: name, type, field
+                        count, (offset, bytes)... -> {0} | {1, entry} (no record) |
+                        {2, entry} (stored type differs: apply here instead) */
+    Send,            /* kind, domain, forms... */
+    CreateBox,       /* name, kind, capacity, domain, owner -> port | 0 (exists) */
+    SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
+    DeleteBox,       /* name -> 1 | 0 */
+    Take,            /* port, max -> forms | -1 (no box) */
+    BoxInfo,         /* name -> description | nil */
+    ListBoxes,       /* -> descriptions in name order */
+    Contend,         /* task, me, holder name, record form, leaseMs -> 1 | 0 (held) */
+    ListHeartbeats,  /* -> {task, holder name, record form, live}... */
+    SendPacket,      /* target, request form, 0|1 (receiver required), lifeMs -> handle | 0 */
+    NextRequest,     /* target, me -> {handle, form} | {} | -1 (not the receiver) */
+    TakeRequest,     /* handle -> form | nil */
+    TakeReply,       /* handle -> {1, form} | {0, msLeft} | {-1} (gone) */
+    PutReply,        /* handle, form -> 1 | 0 (gone) */
+    Release,         /* handle -> 1 | 0 */
+    Register,        /* target, me, presenceMs -> 1 | 0 (taken) */
+    Unregister       /* target, me */
+};
+
+/* Key names the client side uses directly. */
+std::string recordKey(const std::string& name);
+std::string boxKey(const std::string& name);
+std::string queueKey(const std::string& port);
+std::string packetQueueKey(const std::string& target);
+std::string replyKey(const std::string& handle);
+
+/* Runs a script (loading it into the server's script cache when the server
+ * does not know it yet); null on an I/O failure. */
+Reply runScript(RedisConnection& connection, Script script, const Command& args);
+/* The command that runs a script, for a transaction; the script must be
+ * loaded (see loadScript). */
+Command scriptCommand(Script script, const Command& args);
+/* Loads the script into the server's cache; false on failure. */
+bool loadScript(RedisConnection& connection, Script script);
+
+} // namespace redis
+} // namespace dravo
+
+#endif

@@ -1,0 +1,589 @@
+// redisbackend_test.cpp: what only the Redis backend does: logging in with a
+// password or as an ACL user, databases, refusing clearly and in time, moving
+// to the standby when the primary dies, keeping blocked receives from
+// stalling other threads, and loading a plant that other processes share.
+//
+// Each test starts the redis-servers it needs on loopback ports of their own
+// and stops them again; the conformance suite covers everything the Redis
+// backend shares with the embedded one.
+#include "middlewarefixture.h"
+
+#include "isolatedsettings.h"
+#include "redisserver.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+#include <set>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using conformance::RecordingListener;
+using conformance::waitUntil;
+
+// The connect timeout never goes below a second at any wait scale (see the
+// backend); a refusal must come within it, and this much more is allowed
+// for a loaded machine.
+constexpr auto kConnectTimeout = 1000ms;
+constexpr auto kSlack = 1500ms;
+
+long long elapsedMs(std::chrono::steady_clock::time_point since)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - since).count();
+}
+
+std::u16string errorText(int code)
+{
+    return DravoPlus::GetErrorString(code);
+}
+
+DravoData statusChange(int pid)
+{
+    DravoData record("STATUS_CHANGE");
+    record.PutValue("pid", pid);
+    return record;
+}
+
+// A listener that keeps the order of what it hears.
+class OrderListener : public DravoStatusListenerBase
+{
+public:
+    OrderListener() { DravoPlus::InstallListener(*this); }
+    ~OrderListener() override { DravoPlus::RemoveListener(*this); }
+    OrderListener(const OrderListener&) = delete;
+    OrderListener& operator=(const OrderListener&) = delete;
+
+    void onMidConnected() override { add("up"); }
+    void onMidDisconnected() override { add("down"); }
+    void onActiveServerChanged(const char* address) override { add(std::string("server ") + address); }
+
+    std::vector<std::string> heard() const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_heard;
+    }
+    // Whether "down" was heard and "up" after it.
+    bool heardDownThenUp() const
+    {
+        const std::vector<std::string> all = heard();
+        const auto down = std::find(all.begin(), all.end(), "down");
+        return down != all.end() && std::find(down, all.end(), "up") != all.end();
+    }
+
+private:
+    void add(const std::string& what)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_heard.push_back(what);
+    }
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_heard;
+};
+
+// A loopback port that takes connections and never says a word.
+class SilentServer
+{
+public:
+    SilentServer()
+    {
+        m_fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        if (m_fd >= 0 && ::bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0
+            && ::listen(m_fd, 16) == 0 && ::getsockname(m_fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
+            m_port = ntohs(address.sin_port);
+    }
+    ~SilentServer()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    SilentServer(const SilentServer&) = delete;
+    SilentServer& operator=(const SilentServer&) = delete;
+    int port() const { return m_port; }
+
+private:
+    int m_fd = -1;
+    int m_port = 0;
+};
+
+// Each test chooses its servers; the process is on its own setting file.
+class RedisBackendTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(mvtest::useIsolatedSettings("dravo-redis-settings").empty());
+        ObjectNames names;
+        DravoPlus::GetServerAddress(nullptr, names);
+        for (int i = 0; i < names.count; ++i)
+            m_previous[i < 2 ? i : 1] = names.names[i];
+        DravoPlus::DeatoryNameSeq(names);
+        DravoPlus::SetWaitScale(conformance::kTestWaitScale);
+    }
+    // The process goes back to the setting it had: other suites of the
+    // binary may run after this one in the same process.
+    void TearDown() override
+    {
+        DravoPlus::DisConnectMid(nullptr);
+        DravoPlus::updateServerSetting(nullptr, m_previous[0].c_str(), m_previous[1].c_str());
+        DravoPlus::SetWaitScale(1.0);
+    }
+
+    static int useServers(const std::string& first, const std::string& second = std::string())
+    {
+        return DravoPlus::updateServerSetting(nullptr, first.c_str(), second.c_str());
+    }
+
+    // ConnectMid, timed.
+    static int timedConnect(long long& ms)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        const int rc = DravoPlus::ConnectMid(nullptr);
+        ms = elapsedMs(start);
+        return rc;
+    }
+
+private:
+    std::string m_previous[2];
+};
+
+std::string withCredentials(const mvtest::RedisServer& server, const std::string& credentials, const std::string& db = "")
+{
+    return "redis://" + credentials + "@127.0.0.1:" + std::to_string(server.port()) + db;
+}
+
+// ---- Refusals ------------------------------------------------------------------
+
+TEST_F(RedisBackendTest, WrongPasswordIsRefusedWithAuthFailedAndItsTextWithinTheConnectTimeout)
+{
+    mvtest::RedisServerOptions options;
+    options.password = "s3cret";
+    mvtest::RedisServer server(options);
+    ASSERT_TRUE(server.isRunning()) << server.error();
+
+    ASSERT_EQ(useServers(withCredentials(server, ":wrong")), DRAVO_OK);
+    long long ms = 0;
+    EXPECT_EQ(timedConnect(ms), DRAVO_AUTH_FAILED);
+    EXPECT_LE(ms, (kConnectTimeout + kSlack).count());
+    EXPECT_EQ(errorText(DRAVO_AUTH_FAILED), u"The runtime server refused the user or password");
+    EXPECT_EQ(DravoPlus::IsConnect(nullptr), DRAVO_NOT_CONNECTED);
+    DravoData out;
+    EXPECT_EQ(DravoPlus::GetDataPoint(":marker", out, nullptr, nullptr), DRAVO_NOT_CONNECTED);
+
+    // No password at all is refused the same way.
+    DravoPlus::DisConnectMid(nullptr);
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    EXPECT_EQ(timedConnect(ms), DRAVO_AUTH_FAILED);
+
+    // The right one is taken.
+    DravoPlus::DisConnectMid(nullptr);
+    ASSERT_EQ(useServers(withCredentials(server, ":s3cret")), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::GetDataPoint(":marker", out, nullptr, nullptr), DRAVO_OK);
+}
+
+// The connections a server has taken so far (the asking one included).
+long long connectionsReceived(const mvtest::RedisServer& server)
+{
+    const std::string info = server.command({"INFO", "stats"});
+    const auto at = info.find("total_connections_received:");
+    return at == std::string::npos ? -1 : std::atoll(info.c_str() + at + 27);
+}
+
+TEST_F(RedisBackendTest, RefusedLoginIsTriedAgainOnlyOnceAConnectTimeout)
+{
+    mvtest::RedisServerOptions options;
+    options.password = "s3cret";
+    mvtest::RedisServer server(options);
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(useServers(withCredentials(server, ":wrong")), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_AUTH_FAILED);
+
+    // The client keeps trying in the background, but not more than once a
+    // connect timeout (a second here): over three seconds, at most four of
+    // its connections and the test's own two.
+    const long long before = connectionsReceived(server);
+    std::this_thread::sleep_for(3s);
+    const long long after = connectionsReceived(server);
+    ASSERT_GE(before, 0);
+    EXPECT_LE(after - before, 4 + 1);
+    EXPECT_GE(after - before, 1 + 1) << "the client gave up trying";
+}
+
+TEST_F(RedisBackendTest, UnreachableServerIsReportedWithItsTextWithinTheConnectTimeout)
+{
+    // A loopback port nobody listens on refuses at once.
+    const int port = mvtest::freeLoopbackPort();
+    ASSERT_GT(port, 0);
+    ASSERT_EQ(useServers("redis://127.0.0.1:" + std::to_string(port)), DRAVO_OK);
+    long long ms = 0;
+    EXPECT_EQ(timedConnect(ms), DRAVO_UNREACHABLE);
+    EXPECT_LE(ms, (kConnectTimeout + kSlack).count());
+    EXPECT_EQ(errorText(DRAVO_UNREACHABLE), u"The runtime server did not answer");
+    EXPECT_EQ(DravoPlus::activeServer(nullptr), nullptr);
+    DravoPlus::DisConnectMid(nullptr);
+
+}
+
+TEST_F(RedisBackendTest, ServerThatNeverAnswersIsGivenUpAfterTheConnectTimeout)
+{
+    // A socket that takes connections (the kernel does) but never answers.
+    SilentServer silent;
+    ASSERT_GT(silent.port(), 0);
+    ASSERT_EQ(useServers("redis://127.0.0.1:" + std::to_string(silent.port())), DRAVO_OK);
+    long long ms = 0;
+    EXPECT_EQ(timedConnect(ms), DRAVO_UNREACHABLE);
+    EXPECT_GE(ms, kConnectTimeout.count() - 50) << "gave up before the connect timeout";
+    EXPECT_LE(ms, (kConnectTimeout + kSlack).count());
+    EXPECT_EQ(DravoPlus::IsConnect(nullptr), DRAVO_NOT_CONNECTED);
+}
+
+TEST_F(RedisBackendTest, MalformedRedisAddressIsAConfigurationError)
+{
+    for (const char* address : {"redis://", "redis://host:notaport", "redis://host:70000", "redis://host:1/db"}) {
+        SCOPED_TRACE(address);
+        ASSERT_EQ(useServers(address), DRAVO_OK);
+        EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_CONFIG_ERROR);
+        EXPECT_EQ(DravoPlus::IsConnect(nullptr), DRAVO_NOT_CONNECTED);
+    }
+}
+
+// ---- Users and databases ---------------------------------------------------------
+
+TEST_F(RedisBackendTest, AclUserLogsInWithItsOwnPassword)
+{
+    mvtest::RedisServerOptions options;
+    options.aclUser = "station7";
+    options.aclPassword = "op-pass";
+    mvtest::RedisServer server(options);
+    ASSERT_TRUE(server.isRunning()) << server.error();
+
+    ASSERT_EQ(useServers(withCredentials(server, "station7:op-pass")), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    DravoData status("STATUS", "STATUS100001");
+    status.PutValue("pid", 100001);
+    ASSERT_EQ(DravoPlus::PutDataPoint(status, nullptr, nullptr), DRAVO_OK);
+    DravoData out;
+    ASSERT_EQ(DravoPlus::GetDataPoint("STATUS100001", out, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(out.GetSignedIntValue("pid"), 100001);
+    EXPECT_EQ(server.command({"ACL", "WHOAMI"}), "default");   // the test's own connection
+
+    DravoPlus::DisConnectMid(nullptr);
+    ASSERT_EQ(useServers(withCredentials(server, "station7:other-pass")), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_AUTH_FAILED);
+}
+
+TEST_F(RedisBackendTest, DatabaseNumberKeepsRecordsApartFromOtherDatabases)
+{
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty());
+    ASSERT_EQ(useServers(address + "/3"), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    EXPECT_EQ(std::string(DravoPlus::activeServer(nullptr)), address + "/3");
+    DravoData analog("ANALOG", "ANALOG200001");
+    analog.PutValue("pid", 200001);
+    ASSERT_EQ(DravoPlus::PutDataPoint(analog, nullptr, nullptr), DRAVO_OK);
+    DravoData out;
+    ASSERT_EQ(DravoPlus::GetDataPoint("ANALOG200001", out, nullptr, nullptr), DRAVO_OK);
+
+    // A client of database 0 of the same server does not see it.
+    ASSERT_EQ(useServers(address), DRAVO_OK);
+    conformance::ScopedClient other;
+    ASSERT_EQ(other.connectResult(), DRAVO_OK);
+    EXPECT_EQ(other.run([&] { return DravoPlus::GetDataPoint("ANALOG200001", out, nullptr, nullptr); }),
+              DRAVO_NOT_FOUND);
+
+    // A database the server does not have is a configuration error.
+    DravoPlus::DisConnectMid(nullptr);
+    ASSERT_EQ(useServers(address + "/999"), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_CONFIG_ERROR);
+}
+
+// ---- Threads -------------------------------------------------------------------
+
+TEST_F(RedisBackendTest, BlockingReceiveOnOneThreadDoesNotStallAnotherThreadsReads)
+{
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty());
+    ASSERT_EQ(useServers(address), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    DravoData status("STATUS", "STATUS100002");
+    ASSERT_EQ(DravoPlus::PutDataPoint(status, nullptr, nullptr), DRAVO_OK);
+    const int kind = 0x400000 + static_cast<int>(::getpid() % 1000);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("BlockedBox", kind, 10, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("BlockedBox", port, nullptr, nullptr), DRAVO_OK);
+
+    // 2000 s at the test's scale: 20 s of real time, far beyond the reads.
+    auto blocked = std::async(std::launch::async, [port] {
+        DravoDataList list;
+        const int rc = DravoPlus::ReceiveEventN(port, list, nullptr, 10, 2000, nullptr, nullptr);
+        return rc == DRAVO_OK && list.size() == 1 ? list[0].GetSignedIntValue("pid") : -rc;
+    });
+    std::this_thread::sleep_for(100ms);
+
+    const auto start = std::chrono::steady_clock::now();
+    int failures = 0;
+    for (int i = 0; i < 200; ++i) {
+        DravoData out;
+        if (DravoPlus::GetDataPoint("STATUS100002", out, nullptr, nullptr) != DRAVO_OK)
+            ++failures;
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_LT(elapsedMs(start), 5000) << "the reads waited for the blocked receive";
+    EXPECT_EQ(blocked.wait_for(0ms), std::future_status::timeout) << "the receive did not stay blocked";
+
+    ASSERT_EQ(DravoPlus::SendEvent(kind, statusChange(77), "test", nullptr), DRAVO_OK);
+    ASSERT_EQ(blocked.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(blocked.get(), 77);
+}
+
+TEST_F(RedisBackendTest, DisconnectEndsACallBlockedOnTheServer)
+{
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty());
+    ASSERT_EQ(useServers(address), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Waiting", 0x4FFFFF, 10, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Waiting", port, nullptr, nullptr), DRAVO_OK);
+    auto blocked = std::async(std::launch::async, [port] {
+        DravoDataList list;
+        return DravoPlus::ReceiveEventN(port, list, nullptr, 10, 6000, nullptr, nullptr);
+    });
+    std::this_thread::sleep_for(100ms);
+    ASSERT_EQ(DravoPlus::DisConnectMid(nullptr), DRAVO_OK);
+    ASSERT_EQ(blocked.wait_for(5s), std::future_status::ready) << "the blocked receive did not return";
+    EXPECT_NE(blocked.get(), DRAVO_OK);
+}
+
+// ---- Damaged data on the server ------------------------------------------------------
+
+// Whatever another program leaves under the middleware's keys is refused or
+// skipped, never followed: a damaged record reads as DRAVO_MALFORMED, a batch
+// read leaves it out, and a damaged event in a box's queue is passed over.
+TEST_F(RedisBackendTest, DamagedDataOnTheServerIsRefusedOrSkippedNeverFollowed)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    DravoData good("STATUS", "STATUS100003");
+    good.PutValue("pid", 100003);
+    ASSERT_EQ(DravoPlus::PutDataPoint(good, nullptr, nullptr), DRAVO_OK);
+    DravoData victim("STATUS", "STATUS100004");
+    ASSERT_EQ(DravoPlus::PutDataPoint(victim, nullptr, nullptr), DRAVO_OK);
+    std::string wire = DravoPlus::SerializeRecord(victim);
+    wire.resize(wire.size() / 2);   // cut in the middle of its raw value
+    ASSERT_EQ(server.command({"SET", "dravo:rec:STATUS100004", wire}), "OK");
+
+    DravoData out;
+    EXPECT_EQ(DravoPlus::GetDataPoint("STATUS100004", out, nullptr, nullptr), DRAVO_MALFORMED);
+    DravoDataList list;
+    ASSERT_EQ(DravoPlus::GetDataPointN({"STATUS100004", "STATUS100003"}, list, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(list.size(), 1);
+    EXPECT_STREQ(list[0].GetDataName(), "STATUS100003");
+    DravoPartialData partial("STATUS", "STATUS100004");
+    partial.PutValue("quality", 1);
+    EXPECT_NE(DravoPlus::PutPartialDataPoint(nullptr, partial, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(server.command({"GET", "dravo:rec:STATUS100004"}), wire) << "the damaged record was left as it was";
+
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Damaged", 0x430000, 10, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Damaged", port, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(server.command({"RPUSH", "dravo:q:" + std::to_string(port), "not a record"}), "1");
+    ASSERT_EQ(DravoPlus::SendEvent(0x430000, statusChange(5), "test", nullptr), DRAVO_OK);
+    std::vector<int> pids;
+    for (const DravoData& record : conformance::receiveRecords(port, 1))
+        pids.push_back(record.GetSignedIntValue("pid"));
+    EXPECT_EQ(pids, std::vector<int>{5});
+}
+
+// ---- Clients that die ------------------------------------------------------------
+
+TEST_F(RedisBackendTest, DeadDriversTargetAnswersNoReceiverOnceItsPresenceRunsOut)
+{
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty());
+    ASSERT_EQ(useServers(address), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    conformance::ScopedClient driver;
+    ASSERT_EQ(driver.connectResult(), DRAVO_OK);
+    ASSERT_EQ(driver.run([] { return DravoPlus::RegisterPacketReceiver("Driver9"); }), DRAVO_OK);
+    DravoData request("REMOTE_COMMAND2");
+    DravoHandle handle = 0;
+    ASSERT_EQ(DravoPlus::SendPacket("Driver9", request, handle, 3), DRAVO_OK);
+    DravoPlus::DisConnect(handle);
+
+    // The driver's process dies without a word; its presence runs out after
+    // a lease (never below a second) and the target is free again.
+    driver.die();
+    const auto death = std::chrono::steady_clock::now();
+    int rc = DRAVO_OK;
+    EXPECT_TRUE(waitUntil([&] {
+        rc = DravoPlus::SendPacket("Driver9", request, handle, 3);
+        if (rc == DRAVO_OK)
+            DravoPlus::DisConnect(handle);
+        return rc == DRAVO_NO_RECEIVER;
+    }, 10s)) << "last result " << rc;
+    EXPECT_GE(elapsedMs(death), 500) << "the presence ran out long before its time";
+    EXPECT_EQ(DravoPlus::RegisterPacketReceiver("Driver9"), DRAVO_OK);
+}
+
+TEST_F(RedisBackendTest, DeadClientsTransientBoxIsRemovedWhenTheNextClientJoins)
+{
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty());
+    ASSERT_EQ(useServers(address), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    {
+        conformance::ScopedClient doomed;
+        ASSERT_EQ(doomed.connectResult(), DRAVO_OK);
+        ASSERT_EQ(doomed.run([] { return DravoPlus::CreateEventBox("Orphan", 0x420000, 10, nullptr, nullptr); }),
+                  DRAVO_OK);
+        ASSERT_EQ(doomed.run([] { return DravoPlus::CreateEventBox("Kept", 0x420000, 10, nullptr, nullptr); }),
+                  DRAVO_OK);
+        ASSERT_EQ(doomed.run([] { return DravoPlus::SetPersistent("Kept", true, nullptr, nullptr); }), DRAVO_OK);
+        doomed.die();
+    }
+    DravoEventBoxInfo info;
+    EXPECT_EQ(DravoPlus::GetEventBoxInfo("Orphan", info, nullptr), DRAVO_OK) << "its owner may only be late";
+
+    // Once the dead client's presence has run out, the next client to join
+    // clears its transient box away; the persistent one stays.
+    EXPECT_TRUE(waitUntil([&] {
+        conformance::ScopedClient next;
+        return DravoPlus::GetEventBoxInfo("Orphan", info, nullptr) == DRAVO_NOT_FOUND;
+    }, 10s));
+    EXPECT_EQ(DravoPlus::GetEventBoxInfo("Kept", info, nullptr), DRAVO_OK);
+    EXPECT_TRUE(info.persistent);
+}
+
+// ---- Moving to the standby --------------------------------------------------------
+
+TEST_F(RedisBackendTest, FailoverToPromotedReplicaKeepsServiceAndPersistentBoxContents)
+{
+    mvtest::RedisServer primary;
+    ASSERT_TRUE(primary.isRunning()) << primary.error();
+    mvtest::RedisServerOptions replicaOptions;
+    replicaOptions.replicaOfPort = primary.port();
+    mvtest::RedisServer replica(replicaOptions);
+    ASSERT_TRUE(replica.isRunning()) << replica.error();
+    ASSERT_TRUE(waitUntil([&] { return replica.command({"ROLE"}).find("connected") != std::string::npos; }, 20s))
+        << replica.command({"ROLE"});
+
+    ASSERT_EQ(useServers(primary.address(), replica.address()), DRAVO_OK);
+    OrderListener listener;
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    ASSERT_NE(DravoPlus::activeServer(nullptr), nullptr);
+    EXPECT_EQ(std::string(DravoPlus::activeServer(nullptr)), primary.address());
+
+    const int kind = 0x410000;
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Survivor", kind, 1000000, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::SetPersistent("Survivor", true, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Survivor", port, nullptr, nullptr), DRAVO_OK);
+
+    // A stream of events, sent on while the servers change under it.
+    std::atomic<bool> stop{false};
+    std::atomic<int> lastSent{0};
+    std::thread sender([&] {
+        for (int pid = 1; !stop; ++pid) {
+            while (!stop && DravoPlus::SendEvent(kind, statusChange(pid), "test", nullptr) != DRAVO_OK)
+                std::this_thread::sleep_for(5ms);
+            if (!stop)
+                lastSent = pid;
+        }
+    });
+    struct Join {
+        std::atomic<bool>& stop;
+        std::thread& thread;
+        ~Join()
+        {
+            stop = true;
+            if (thread.joinable())
+                thread.join();
+        }
+    } joinSender{stop, sender};
+
+    ASSERT_TRUE(waitUntil([&] { return lastSent >= 200; }, 20s));
+    // Everything sent before the fence is on the replica once WAIT says so.
+    const int fenced = lastSent;
+    ASSERT_EQ(primary.commands({{"SET", "mvtest:fence", "1"}, {"WAIT", "1", "5000"}}), "1");
+    primary.kill();
+    EXPECT_EQ(replica.command({"REPLICAOF", "NO", "ONE"}), "OK");
+
+    EXPECT_TRUE(waitUntil([&] { return listener.heardDownThenUp(); }, 20s));
+    EXPECT_TRUE(waitUntil([&] {
+        const char* active = DravoPlus::activeServer(nullptr);
+        return active && std::string(active) == replica.address();
+    }, 20s));
+    const std::vector<std::string> heard = listener.heard();
+    EXPECT_NE(std::find(heard.begin(), heard.end(), "server " + replica.address()), heard.end());
+
+    // Work goes on against the former replica.
+    const int atMove = lastSent;
+    EXPECT_TRUE(waitUntil([&] { return lastSent >= atMove + 100; }, 20s));
+    stop = true;
+    sender.join();
+    DravoData out;
+    EXPECT_EQ(DravoPlus::GetDataPoint(":marker", out, nullptr, nullptr), DRAVO_OK);
+
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Survivor", port, nullptr, nullptr), DRAVO_OK);
+    std::set<int> received;
+    for (const DravoData& record : conformance::drainRecords(port))
+        received.insert(record.GetSignedIntValue("pid"));
+    int missing = 0;
+    for (int pid = 1; pid <= fenced; ++pid)
+        missing += received.count(pid) == 0 ? 1 : 0;
+    EXPECT_EQ(missing, 0) << "of " << fenced << " events the replica had received";
+    EXPECT_GT(received.count(lastSent.load()), 0u) << "events sent after the move arrive too";
+}
+
+// ---- Plants shared by processes ------------------------------------------------------
+
+TEST_F(RedisBackendTest, LoadPlantWritesThePlantThatOtherClientsRead)
+{
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty());
+    ASSERT_EQ(useServers(address), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    DravoPlantSummary summary;
+    std::string error;
+    ASSERT_EQ(DravoPlus::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
+    EXPECT_GT(summary.statusPoints, 0);
+    EXPECT_GT(summary.records, summary.statusPoints);
+
+    // Another client (another operator station) resolves and reads a point.
+    conformance::ScopedClient station;
+    ASSERT_EQ(station.connectResult(), DRAVO_OK);
+    DravoData index;
+    ASSERT_EQ(station.run([&] {
+        return DravoPlus::GetDataPoint("KestrelHill.33kV.Feeder01.CB.Position", index, nullptr, nullptr);
+    }), DRAVO_OK);
+    std::int32_t id = 0;
+    std::memcpy(&id, index.GetRawValue(), sizeof id);
+    EXPECT_GT(id, 100000);
+    DravoData point;
+    ASSERT_EQ(station.run([&] {
+        return DravoPlus::GetDataPoint(("STATUS" + std::to_string(id)).c_str(), point, nullptr, nullptr);
+    }), DRAVO_OK);
+    EXPECT_EQ(point.GetSignedIntValue("pid"), id);
+    DravoDataList stations;
+    ASSERT_EQ(station.run([&] { return DravoPlus::GetDataPointByTypeName("STATION", stations, nullptr, nullptr); }),
+              DRAVO_OK);
+    EXPECT_EQ(stations.size(), summary.stations);
+}
+
+} // namespace

@@ -1,0 +1,405 @@
+/*
+ * redisbench.cpp: what the Redis backend costs against Redis itself.
+ *
+ *   batch read      GetDataPointN of 10,000 names, with the commands the
+ *                   server processed per call counted (round trips);
+ *                   baseline: the same 10,000 records read one GetDataPoint
+ *                   at a time;
+ *   change stream   publishing partial writes until each of four operator
+ *                   applications has every change on its signals; baseline:
+ *                   the same changes PUBLISHed straight to four Redis
+ *                   subscribers (no point database, no boxes, no packing);
+ *   command         a command packet to a driver and its reply, median and
+ *                   99th percentile; baseline: one GetDataPoint round trip.
+ *
+ * They run against the server that --servers names; the Redis baselines and
+ * the counting of server commands need a redis:// server and are skipped
+ * otherwise.
+ */
+#include "benchcontext.h"
+
+#include <MVShared/MorvaneChangeEvent.h>
+
+#include <DravoPlus/DravoPlus.h>
+
+#include <benchmark/benchmark.h>
+#include <hiredis/hiredis.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int kNames = 10000;
+constexpr int kStreamChanges = 20000;
+constexpr int kStreamClients = 4;
+constexpr int kCommands = 2000;
+const char* const kDriverTarget = "mvbench-driver";
+
+/* ---- A side connection to the Redis server, for counting and baselines ---- */
+
+struct ContextFree {
+    void operator()(redisContext* c) const { redisFree(c); }
+};
+struct ReplyFree {
+    void operator()(redisReply* r) const { freeReplyObject(r); }
+};
+using Context = std::unique_ptr<redisContext, ContextFree>;
+using Reply = std::unique_ptr<redisReply, ReplyFree>;
+
+Reply run(redisContext* c, const std::vector<std::string>& args)
+{
+    std::vector<const char*> argv;
+    std::vector<std::size_t> lengths;
+    for (const std::string& a : args) {
+        argv.push_back(a.data());
+        lengths.push_back(a.size());
+    }
+    return Reply(static_cast<redisReply*>(redisCommandArgv(c, static_cast<int>(argv.size()), argv.data(), lengths.data())));
+}
+
+/* A connection to the server the middleware uses, when that is Redis. */
+Context connectSide()
+{
+    const char* servers = std::getenv("DRAVO_SERVERS");
+    static const std::regex address(R"(redis://(?:([^:@]*):?([^@]*)@)?([^:/,]+):(\d+)(?:/(\d+))?.*)");
+    std::cmatch m;
+    if (!servers || !std::regex_match(servers, m, address))
+        return nullptr;
+    Context c(redisConnectWithTimeout(m[3].str().c_str(), std::stoi(m[4].str()), timeval{5, 0}));
+    if (!c || c->err)
+        return nullptr;
+    if (m[2].length() > 0) {
+        std::vector<std::string> auth{"AUTH"};
+        if (m[1].length() > 0)
+            auth.push_back(m[1].str());
+        auth.push_back(m[2].str());
+        run(c.get(), auth);
+    }
+    if (m[5].length() > 0)
+        run(c.get(), {"SELECT", m[5].str()});
+    return c;
+}
+
+/* Commands the server has processed so far (the asking included). */
+long long commandsProcessed(redisContext* c)
+{
+    const Reply info = run(c, {"INFO", "stats"});
+    if (!info || info->type != REDIS_REPLY_STRING)
+        return 0;
+    const std::string text(info->str, info->len);
+    const auto at = text.find("total_commands_processed:");
+    return at == std::string::npos ? 0 : std::atoll(text.c_str() + at + 25);
+}
+
+/* ---- Batch read ---------------------------------------------------------- */
+
+/* 10,000 names of records that exist, the plant's own cycled through. */
+std::vector<std::string> tenThousandNames()
+{
+    mvbench::ensurePlant();
+    std::vector<std::string> plant;
+    for (const char* type : {"STATUS", "ANALOG", "TEXT", "REMOTEUNIT", "COMMLINK", "STATION"}) {
+        DravoDataList list;
+        DravoPlus::GetDataPointByTypeName(type, list, nullptr, nullptr);
+        for (const DravoData& record : list)
+            plant.push_back(record.GetDataName());
+    }
+    std::vector<std::string> names;
+    for (int i = 0; i < kNames && !plant.empty(); ++i)
+        names.push_back(plant[static_cast<std::size_t>(i) % plant.size()]);
+    return names;
+}
+
+/* Server commands per iteration, when the server is Redis. */
+class RoundTrips
+{
+public:
+    RoundTrips() : m_side(connectSide()), m_before(m_side ? commandsProcessed(m_side.get()) : 0) {}
+    void report(benchmark::State& state) const
+    {
+        if (!m_side || state.iterations() == 0)
+            return;
+        /* Each INFO is a command of its own. */
+        const long long spent = commandsProcessed(m_side.get()) - m_before - 1;
+        state.counters["round_trips"] = static_cast<double>(spent) / static_cast<double>(state.iterations());
+    }
+
+private:
+    Context m_side;
+    long long m_before;
+};
+
+void BM_GetDataPointN10000(benchmark::State& state)
+{
+    const std::vector<std::string> names = tenThousandNames();
+    RoundTrips trips;
+    for (auto _ : state) {
+        DravoDataList list;
+        if (DravoPlus::GetDataPointN(names, list, nullptr, nullptr) != DRAVO_OK || list.size() != kNames)
+            state.SkipWithError("the batch read failed");
+    }
+    trips.report(state);
+    state.SetItemsProcessed(state.iterations() * kNames);
+}
+
+void BM_GetDataPointNBaseline_OneByOne(benchmark::State& state)
+{
+    const std::vector<std::string> names = tenThousandNames();
+    RoundTrips trips;
+    for (auto _ : state) {
+        for (const std::string& name : names) {
+            DravoData record;
+            if (DravoPlus::GetDataPoint(name.c_str(), record, nullptr, nullptr) != DRAVO_OK)
+                state.SkipWithError("a read failed");
+        }
+    }
+    trips.report(state);
+    state.SetItemsProcessed(state.iterations() * kNames);
+}
+
+/* ---- Change stream --------------------------------------------------------- */
+
+void reportStreamRate(benchmark::State& state)
+{
+    state.counters["changes/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * kStreamChanges,
+                                                     benchmark::Counter::kIsRate);
+}
+
+bool allReached(const std::vector<std::unique_ptr<std::atomic<long>>>& counters, long target)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    for (const auto& counter : counters) {
+        while (counter->load() < target) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    }
+    return true;
+}
+
+void BM_ChangeStreamFourClients(benchmark::State& state)
+{
+    mvbench::ensurePlant();
+    MorvaneChangeEvent server;
+    server.setServerMode();
+    server.init();
+    std::vector<std::unique_ptr<MorvaneChangeEvent>> clients;
+    std::vector<std::unique_ptr<std::atomic<long>>> delivered;
+    for (int i = 0; i < kStreamClients; ++i) {
+        clients.push_back(std::make_unique<MorvaneChangeEvent>());
+        delivered.push_back(std::make_unique<std::atomic<long>>(0));
+        std::atomic<long>* counter = delivered.back().get();
+        QObject::connect(clients.back().get(), &MorvaneChangeEvent::statusChanged, clients.back().get(),
+                         [counter](const QList<DravoData>& changes) { *counter += changes.size(); },
+                         Qt::DirectConnection);
+        clients.back()->init();
+    }
+    server.start();
+    for (const auto& client : clients)
+        client->start();
+    int round = 0;
+    long target = 0;
+    for (auto _ : state) {
+        target += kStreamChanges;
+        const auto start = std::chrono::steady_clock::now();
+        mvbench::writeStatusChanges(kStreamChanges, round++);
+        if (!allReached(delivered, target))
+            state.SkipWithError("changes were lost");
+        state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+    server.shutDown();
+    for (const auto& client : clients)
+        client->shutDown();
+    reportStreamRate(state);
+}
+
+/* Each change as a whole status record, PUBLISHed to a channel that four
+ * subscribers read. */
+void BM_ChangeStreamBaseline_PubSub(benchmark::State& state)
+{
+    Context publisher = connectSide();
+    if (!publisher) {
+        state.SkipWithError("needs --servers redis://...");
+        return;
+    }
+    const std::string channel = "mvbench-changes";
+    std::vector<std::unique_ptr<std::atomic<long>>> received;
+    std::vector<std::thread> subscribers;
+    std::atomic<int> subscribed{0};
+    for (int i = 0; i < kStreamClients; ++i) {
+        received.push_back(std::make_unique<std::atomic<long>>(0));
+        std::atomic<long>* counter = received.back().get();
+        subscribers.emplace_back([counter, &subscribed, &channel] {
+            Context c = connectSide();
+            if (!c)
+                return;
+            run(c.get(), {"SUBSCRIBE", channel});
+            ++subscribed;
+            redisSetTimeout(c.get(), timeval{1, 0});
+            for (;;) {
+                void* raw = nullptr;
+                if (redisGetReply(c.get(), &raw) != REDIS_OK || !raw)
+                    return;
+                const Reply message(static_cast<redisReply*>(raw));
+                if (message->type == REDIS_REPLY_ARRAY && message->elements == 3
+                    && std::string(message->element[2]->str, message->element[2]->len) == "stop")
+                    return;
+                ++*counter;
+            }
+        });
+    }
+    while (subscribed.load() < kStreamClients)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    DravoData change("STATUS", "STATUS100001");
+    const std::string body = DravoPlus::SerializeRecord(change);
+    long target = 0;
+    for (auto _ : state) {
+        target += kStreamChanges;
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < kStreamChanges; ++i)
+            run(publisher.get(), {"PUBLISH", channel, body});
+        if (!allReached(received, target))
+            state.SkipWithError("messages were lost");
+        state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+    run(publisher.get(), {"PUBLISH", channel, "stop"});
+    for (std::thread& t : subscribers)
+        t.join();
+    reportStreamRate(state);
+}
+
+/* ---- Command round trip ------------------------------------------------------ */
+
+double percentile(std::vector<double> samples, double fraction)
+{
+    if (samples.empty())
+        return 0;
+    std::sort(samples.begin(), samples.end());
+    const auto at = static_cast<std::size_t>(fraction * static_cast<double>(samples.size() - 1));
+    return samples[at];
+}
+
+void reportLatency(benchmark::State& state, const std::vector<double>& us)
+{
+    state.counters["median_us"] = percentile(us, 0.5);
+    state.counters["p99_us"] = percentile(us, 0.99);
+}
+
+/* A driver task of its own that answers every command at once. */
+class EchoDriver
+{
+public:
+    EchoDriver() : m_client(DravoPlus::NewClient())
+    {
+        DravoPlus::UseClient(m_client);
+        DravoPlus::ConnectMid(nullptr);
+        m_ready = DravoPlus::RegisterPacketReceiver(kDriverTarget) == DRAVO_OK;
+        DravoPlus::UseClient(nullptr);
+        m_thread = std::thread([this] { serve(); });
+    }
+    ~EchoDriver()
+    {
+        m_stop = true;
+        m_thread.join();
+        DravoPlus::UseClient(m_client);
+        DravoPlus::UnregisterPacketReceiver(kDriverTarget);
+        DravoPlus::DisConnectMid(nullptr);
+        DravoPlus::UseClient(nullptr);
+        DravoPlus::FreeClient(m_client);
+    }
+    EchoDriver(const EchoDriver&) = delete;
+    EchoDriver& operator=(const EchoDriver&) = delete;
+    bool ready() const { return m_ready; }
+
+private:
+    void serve()
+    {
+        DravoPlus::UseClient(m_client);
+        DravoData reply("CMD_RESPONSE");
+        while (!m_stop) {
+            DravoData request;
+            DravoHandle handle = 0;
+            if (DravoPlus::ReceivePacket(kDriverTarget, request, handle, 1) == DRAVO_OK)
+                DravoPlus::ReplyPacket(handle, reply);
+        }
+        DravoPlus::UseClient(nullptr);
+    }
+
+    DravoClient* m_client;
+    bool m_ready = false;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+void BM_CommandRoundTrip(benchmark::State& state)
+{
+    mvbench::ensurePlant();
+    EchoDriver driver;
+    if (!driver.ready()) {
+        state.SkipWithError("cannot serve the driver target");
+        return;
+    }
+    DravoData request("REMOTE_COMMAND2");
+    request.PutValue("cmdCode", 1);
+    std::vector<double> us;
+    for (auto _ : state) {
+        for (int i = 0; i < kCommands; ++i) {
+            const auto start = std::chrono::steady_clock::now();
+            DravoHandle handle = 0;
+            DravoData reply;
+            if (DravoPlus::SendPacket(kDriverTarget, request, handle, 3) != DRAVO_OK
+                || DravoPlus::WaitReply(handle, reply, 15) != DRAVO_OK) {
+                state.SkipWithError("a command got no reply");
+                break;
+            }
+            DravoPlus::DisConnect(handle);
+            us.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        }
+    }
+    reportLatency(state, us);
+    state.SetItemsProcessed(state.iterations() * kCommands);
+}
+
+void BM_CommandBaseline_OneRead(benchmark::State& state)
+{
+    mvbench::ensurePlant();
+    std::vector<double> us;
+    for (auto _ : state) {
+        for (int i = 0; i < kCommands; ++i) {
+            const auto start = std::chrono::steady_clock::now();
+            DravoData record;
+            DravoPlus::GetDataPoint("STATUS100001", record, nullptr, nullptr);
+            us.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        }
+    }
+    reportLatency(state, us);
+    state.SetItemsProcessed(state.iterations() * kCommands);
+}
+
+const bool registered = [] {
+    mvbench::pairWithBaseline("BM_GetDataPointN10000", "BM_GetDataPointNBaseline_OneByOne",
+                              "10000 records in one batch read / read one at a time");
+    mvbench::pairWithBaseline("BM_ChangeStreamFourClients", "BM_ChangeStreamBaseline_PubSub",
+                              "20000 changes to four operators / PUBLISHed to four subscribers");
+    mvbench::pairWithBaseline("BM_CommandRoundTrip", "BM_CommandBaseline_OneRead",
+                              "2000 commands answered by a driver / 2000 single reads");
+    return true;
+}();
+
+} // namespace
+
+BENCHMARK(BM_GetDataPointNBaseline_OneByOne)->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GetDataPointN10000)->Iterations(10)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamBaseline_PubSub)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamFourClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CommandBaseline_OneRead)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CommandRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
