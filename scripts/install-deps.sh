@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake pkg-config
+  build-essential cmake pkg-config clang
   qtbase5-dev qttools5-dev-tools
   libboost-dev
   rapidjson-dev
@@ -13,6 +13,7 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   zlib1g-dev
+  xvfb xauth
 )
 
 missing=()

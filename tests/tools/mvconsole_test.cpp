@@ -1,0 +1,343 @@
+// mvconsole_test.cpp: the operator console against a plant simulated in this
+// process (embedded server, sample plant), under the platform the test runs
+// on (offscreen in ctest; the same binary runs under Xvfb too).
+//
+// A point is dragged from the browser and dropped into the live table with
+// the platform's own drag loop (mouse moved and released over the table);
+// the row then follows the field's changes. Replacing a value, tagging and a
+// control (refused for its inhibit tag, and executed) are done the way the
+// operator does them, and the window is saved as a screenshot.
+#include "consolewindow.h"
+#include "controldialog.h"
+#include "isolatedsettings.h"
+#include "logview.h"
+#include "pointbrowser.h"
+#include "pointtablemodel.h"
+#include "pointtableview.h"
+
+#include "PlantSimulator.h"
+
+#include <MVShared/PointMimeData.h>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
+#include <QtGui/QDrag>
+#include <QtGui/QDropEvent>
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QDoubleSpinBox>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QPushButton>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+const QString kBreaker = QStringLiteral("KestrelHill.33kV.Feeder01.CB.Position");
+const QString kFreeSetpoint = QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint");
+const QString kInhibitedSetpoint = QStringLiteral("Millbrook.PumpHall.Pump3.SpeedSetpoint");
+
+bool waitUntil(const std::function<bool()>& done, int limitMs = 20000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > limitMs)
+            return false;
+        QApplication::processEvents(QEventLoop::AllEvents, 10);
+        QTest::qWait(5);
+    }
+    return true;
+}
+
+class ConsoleTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        mvtest::useIsolatedSettings("mvconsole-test-settings");
+        DravoPlus::SetWaitScale(0.05);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        PlantSimulator::Settings settings;
+        settings.plantPath = QStringLiteral(MV_SAMPLE_PLANT);
+        settings.changesPerSecond = 2000;
+        m_simulator = std::make_unique<PlantSimulator>(settings);
+        QString error;
+        ASSERT_TRUE(m_simulator->start(&error)) << error.toStdString();
+        m_window = std::make_unique<ConsoleWindow>();
+        ASSERT_TRUE(m_window->start());
+        m_window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(m_window.get()));
+    }
+
+    void TearDown() override
+    {
+        m_window.reset();
+        m_simulator.reset();
+        DravoPlus::DisConnectMid(nullptr);
+    }
+
+    int pointId(const QString& name) const
+    {
+        const PlantPoint* point = m_window->plant().findPoint(name);
+        return point ? point->id : 0;
+    }
+
+    const PointTableModel::Row* rowOf(const QString& name) const
+    {
+        return m_window->model()->row(m_window->model()->rowOfPoint(pointId(name)));
+    }
+
+    void select(const QString& name)
+    {
+        m_window->table()->selectRow(m_window->model()->rowOfPoint(pointId(name)));
+    }
+
+    // Drags the point from the browser and drops it on the table. On a real
+    // display (Xvfb) the platform's drag loop runs: once it does, the mouse
+    // moves over the table and is released there, and a guard cancels a drag
+    // that never ends. The offscreen platform has no drag loop (its drags end
+    // at once without a drop), so there the payload the browser's drag
+    // carried is delivered to the table as the drop events a loop would send.
+    Qt::DropAction dragIntoTable(const QString& name)
+    {
+        QTreeWidgetItem* item = m_window->browser()->itemOfPoint(pointId(name));
+        if (!item)
+            return Qt::IgnoreAction;
+        QWidget* viewport = m_window->table()->viewport();
+        const QPoint target = viewport->rect().center();
+        if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
+            m_window->browser()->dragPoint(item);
+            const QList<QDrag*> drags = m_window->browser()->findChildren<QDrag*>();
+            return drags.isEmpty() ? Qt::IgnoreAction : deliverDrop(viewport, target, drags.last()->mimeData());
+        }
+        QWindow* window = m_window->windowHandle();
+        const QPoint inWindow = viewport->mapTo(m_window.get(), target);
+        QTimer::singleShot(100, m_window.get(), [=] { QTest::mouseMove(window, inWindow); });
+        QTimer::singleShot(200, m_window.get(),
+                           [=] { QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, inWindow); });
+        QTimer guard;
+        guard.setSingleShot(true);
+        QObject::connect(&guard, &QTimer::timeout, [] { QDrag::cancel(); });
+        guard.start(5000);
+        return m_window->browser()->dragPoint(item);
+    }
+
+    static Qt::DropAction deliverDrop(QWidget* viewport, const QPoint& pos, const QMimeData* payload)
+    {
+        const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
+        QDragEnterEvent enter(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &enter);
+        if (!enter.isAccepted())
+            return Qt::IgnoreAction;
+        QDragMoveEvent move(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &move);
+        QDropEvent drop(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &drop);
+        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+    }
+
+    ControlDialog* openControl(const QString& name)
+    {
+        select(name);
+        m_window->openControl();
+        ControlDialog* dialog = m_window->findChild<ControlDialog*>();
+        EXPECT_NE(dialog, nullptr);
+        return dialog;
+    }
+
+    static QString label(QWidget* dialog, const char* name)
+    {
+        auto* l = dialog->findChild<QLabel*>(QLatin1String(name));
+        return l ? l->text() : QStringLiteral("<no label %1>").arg(QLatin1String(name));
+    }
+
+    std::unique_ptr<PlantSimulator> m_simulator;
+    std::unique_ptr<ConsoleWindow> m_window;
+};
+
+TEST_F(ConsoleTest, BrowserShowsThePlantByRemoteUnit)
+{
+    PointBrowser* browser = m_window->browser();
+    EXPECT_EQ(browser->topLevelItemCount(), 8);
+    QTreeWidgetItem* breaker = browser->itemOfPoint(100091);
+    ASSERT_NE(breaker, nullptr);
+    EXPECT_EQ(breaker->text(PointBrowser::NameColumn), kBreaker);
+    EXPECT_EQ(breaker->text(PointBrowser::KindColumn), QStringLiteral("Status"));
+    ASSERT_NE(breaker->parent(), nullptr);
+    EXPECT_EQ(breaker->parent()->text(PointBrowser::KindColumn), QStringLiteral("Remote unit"));
+}
+
+TEST_F(ConsoleTest, FilterShowsOnlyMatchingPoints)
+{
+    m_window->browser()->filter(QStringLiteral("feeder01.cb"));
+    QTreeWidgetItem* breaker = m_window->browser()->itemOfPoint(100091);
+    ASSERT_NE(breaker, nullptr);
+    EXPECT_FALSE(breaker->isHidden());
+    EXPECT_TRUE(breaker->parent()->isExpanded());
+    EXPECT_TRUE(m_window->browser()->itemOfPoint(pointId(kFreeSetpoint))->isHidden());
+    m_window->browser()->filter(QString());
+    EXPECT_FALSE(m_window->browser()->itemOfPoint(pointId(kFreeSetpoint))->isHidden());
+}
+
+TEST_F(ConsoleTest, DraggedPointLandsInTheTableAndFollowsTheField)
+{
+    const Qt::DropAction action = dragIntoTable(kFreeSetpoint);
+    EXPECT_EQ(action, Qt::CopyAction);
+    ASSERT_EQ(m_window->model()->rowCount(), 1);
+    const PointTableModel::Row* row = rowOf(kFreeSetpoint);
+    ASSERT_NE(row, nullptr);
+    EXPECT_EQ(row->kind, QStringLiteral("Analog"));
+    const QString first = row->value;
+    ASSERT_TRUE(waitUntil([&] { return rowOf(kFreeSetpoint)->updates >= 2; }))
+        << "no change of the point reached the table";
+    EXPECT_NE(rowOf(kFreeSetpoint)->value, first);
+    EXPECT_TRUE(rowOf(kFreeSetpoint)->changed.isValid());
+    // The value the table shows is the point's value now or a moment ago.
+    EXPECT_GT(m_window->changesReceived(), 0);
+
+    const QString shot = QStringLiteral(MV_SCREENSHOT_DIR "/mvconsole-%1.png").arg(QGuiApplication::platformName());
+    EXPECT_TRUE(m_window->grab().save(shot)) << shot.toStdString();
+}
+
+TEST_F(ConsoleTest, BrowserDragCarriesThePointAsANamedPayload)
+{
+    m_window->browser()->dragPoint(m_window->browser()->itemOfPoint(100091));
+    const QList<QDrag*> drags = m_window->browser()->findChildren<QDrag*>();
+    ASSERT_EQ(drags.size(), 1);
+    const auto* payload = qobject_cast<const MorvaneScadaPointMimeData*>(drags.first()->mimeData());
+    ASSERT_NE(payload, nullptr);
+    EXPECT_EQ(payload->pointPid(), 100091u);
+    EXPECT_EQ(payload->fullName(), kBreaker);
+    EXPECT_EQ(payload->data(Morvane::scadaPointMimeFormat()), kBreaker.toUtf8());
+    // A unit is not a point: nothing is dragged.
+    EXPECT_EQ(m_window->browser()->dragPoint(m_window->browser()->topLevelItem(0)), Qt::IgnoreAction);
+    EXPECT_EQ(m_window->browser()->findChildren<QDrag*>().size(), 1);
+}
+
+TEST_F(ConsoleTest, DropOfAPayloadFromAnotherApplicationIsReadFromItsBytes)
+{
+    QMimeData byName;
+    byName.setData(Morvane::scadaPointMimeFormat(), kBreaker.toUtf8());
+    EXPECT_EQ(m_window->table()->pointOfPayload(&byName), 100091);
+    QMimeData byId;
+    byId.setData(Morvane::scadaPointMimeFormat(), QByteArray("100091"));
+    EXPECT_EQ(m_window->table()->pointOfPayload(&byId), 100091);
+    QMimeData unknown;
+    unknown.setData(Morvane::scadaPointMimeFormat(), QByteArray("No.Such.Point"));
+    EXPECT_EQ(m_window->table()->pointOfPayload(&unknown), 0);
+    QMimeData text;
+    text.setText(kBreaker);
+    EXPECT_EQ(m_window->table()->pointOfPayload(&text), 0);
+}
+
+TEST_F(ConsoleTest, APointIsShownOnce)
+{
+    EXPECT_TRUE(m_window->watchPoint(kBreaker));
+    EXPECT_FALSE(m_window->watchPoint(kBreaker));
+    EXPECT_FALSE(m_window->watchPoint(QStringLiteral("No.Such.Point")));
+    EXPECT_EQ(m_window->model()->rowCount(), 1);
+}
+
+TEST_F(ConsoleTest, ValueReplacedByHandShowsAndIsReleased)
+{
+    ASSERT_TRUE(m_window->watchPoint(kFreeSetpoint));
+    select(kFreeSetpoint);
+    m_window->replaceSelected(55.5);
+    ASSERT_TRUE(waitUntil([&] { return rowOf(kFreeSetpoint)->value == QStringLiteral("55.500"); }));
+    const QModelIndex quality = m_window->model()->index(0, PointTableModel::QualityColumn);
+    EXPECT_EQ(quality.data().toString(), QStringLiteral("Replaced by hand"));
+    // The field leaves a replaced value alone.
+    ASSERT_TRUE(waitUntil([&] { return m_simulator->isHeld(pointId(kFreeSetpoint)); }));
+    QTest::qWait(300);
+    EXPECT_EQ(rowOf(kFreeSetpoint)->value, QStringLiteral("55.500"));
+
+    m_window->releaseValue();
+    ASSERT_TRUE(waitUntil([&] { return quality.data().toString() == QStringLiteral("Good"); }));
+    EXPECT_TRUE(m_window->log()->toPlainText().contains(QStringLiteral("releasing the value of point %1 done")
+                                                            .arg(pointId(kFreeSetpoint))))
+        << m_window->log()->toPlainText().toStdString();
+}
+
+TEST_F(ConsoleTest, TagsAppliedAndRemovedShowInTheTagsColumn)
+{
+    ASSERT_TRUE(m_window->watchPoint(kBreaker));
+    select(kBreaker);
+    const QModelIndex tags = m_window->model()->index(0, PointTableModel::TagsColumn);
+    m_window->applyTag(Morvane::MaintenanceTag);
+    ASSERT_TRUE(waitUntil([&] { return tags.data().toString() == QStringLiteral("Maintenance"); }))
+        << tags.data().toString().toStdString();
+    m_window->applyTag(Morvane::ControlInhibitTag);
+    ASSERT_TRUE(waitUntil([&] { return tags.data().toString() == QStringLiteral("Control inhibit, Maintenance"); }))
+        << tags.data().toString().toStdString();
+    m_window->removeTag(Morvane::MaintenanceTag);
+    m_window->removeTag(Morvane::ControlInhibitTag);
+    EXPECT_TRUE(waitUntil([&] { return tags.data().toString().isEmpty(); })) << tags.data().toString().toStdString();
+}
+
+TEST_F(ConsoleTest, ControlOfAnInhibitedPointIsRefusedAndTheDialogSaysSo)
+{
+    ASSERT_TRUE(m_window->watchPoint(kInhibitedSetpoint));
+    ControlDialog* dialog = openControl(kInhibitedSetpoint);
+    ASSERT_NE(dialog, nullptr);
+    dialog->findChild<QDoubleSpinBox*>(QStringLiteral("setpointValue"))->setValue(60.0);
+    dialog->findChild<QPushButton*>(QStringLiteral("sendSetpoint"))->click();
+    ASSERT_TRUE(waitUntil([&] { return label(dialog, "controlState") == QStringLiteral("Done"); }));
+    EXPECT_EQ(label(dialog, "resultKind"), QStringLiteral("Refused: control inhibit tag"));
+    EXPECT_EQ(label(dialog, "resultCode"), QStringLiteral("2222"));
+    EXPECT_EQ(dialog->lastResult().kind, 2);
+    EXPECT_EQ(m_simulator->counters().commandsAnswered, 0);
+}
+
+TEST_F(ConsoleTest, ControlIsExecutedByTheDriverAndConfirmed)
+{
+    ASSERT_TRUE(m_window->watchPoint(kFreeSetpoint));
+    ControlDialog* dialog = openControl(kFreeSetpoint);
+    ASSERT_NE(dialog, nullptr);
+    dialog->findChild<QDoubleSpinBox*>(QStringLiteral("setpointValue"))->setValue(61.25);
+    dialog->findChild<QPushButton*>(QStringLiteral("sendSetpoint"))->click();
+    ASSERT_TRUE(waitUntil([&] { return label(dialog, "controlState") == QStringLiteral("Done"); }));
+    EXPECT_EQ(label(dialog, "resultKind"), QStringLiteral("Answered by the driver"));
+    EXPECT_EQ(label(dialog, "resultCode"), QStringLiteral("0"));
+    EXPECT_EQ(m_simulator->counters().commandsAnswered, 1);
+
+    dialog->findChild<QPushButton*>(QStringLiteral("pollRemoteUnit"))->click();
+    EXPECT_TRUE(waitUntil([&] { return m_simulator->counters().commandsAnswered == 2; }));
+    EXPECT_TRUE(waitUntil([&] { return m_window->log()->toPlainText().contains(QStringLiteral("Answered by the driver code 0")); }))
+        << m_window->log()->toPlainText().toStdString();
+}
+
+TEST_F(ConsoleTest, StatusBarShowsTheConnectionAndTheChangeRate)
+{
+    auto* state = m_window->findChild<QLabel*>(QStringLiteral("connectionState"));
+    auto* server = m_window->findChild<QLabel*>(QStringLiteral("activeServer"));
+    auto* rate = m_window->findChild<QLabel*>(QStringLiteral("changeRate"));
+    ASSERT_TRUE(state && server && rate);
+    EXPECT_EQ(state->text(), QStringLiteral("Connected"));
+    EXPECT_EQ(server->text(), QStringLiteral("Server: embedded"));
+    EXPECT_TRUE(waitUntil([&] { return rate->text().endsWith(QStringLiteral(" changes/s")) && !rate->text().startsWith(QLatin1Char('0')); }))
+        << rate->text().toStdString();
+}
+
+TEST_F(ConsoleTest, LogViewShowsWhatTheConsoleDid)
+{
+    ASSERT_TRUE(m_window->watchPoint(kBreaker));
+    EXPECT_TRUE(waitUntil([&] { return m_window->log()->toPlainText().contains(QStringLiteral("watching point 100091 ") + kBreaker); }))
+        << m_window->log()->toPlainText().toStdString();
+    EXPECT_TRUE(m_window->log()->toPlainText().contains(QStringLiteral("INFO   plant read: 2000 status, 1500 analog, 500 text points")));
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Offscreen unless the run names a platform (the Xvfb run names xcb).
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
