@@ -83,6 +83,36 @@ TEST_F(MvsimTest, DemoLoadsTheSamplePlantAndPassesEveryCheck)
     EXPECT_FALSE(run.out.contains(QStringLiteral("FAILED"))) << run.out.toStdString();
 }
 
+TEST_F(MvsimTest, DemoPlaysTheOperatorSessionWhileChangesStream)
+{
+    const Outcome run = mvsim({QStringLiteral("--demo"), QStringLiteral("--rate"), QStringLiteral("400")});
+    ASSERT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+    EXPECT_TRUE(run.out.contains(QStringLiteral("Operator session (the field changes 400 points a second)")));
+    EXPECT_TRUE(run.out.contains(QRegularExpression(QStringLiteral("\\[ *\\d+\\.\\d s\\] +\\d+ changes/s  field \\d+  packed \\d+  received \\d+  commands \\d+"))))
+        << "no progress line: " << run.out.toStdString();
+    for (const char* step : {"PASSED  start the concentrator, 4 drivers and the field",
+                             "PASSED  resolve 100 point names in one request",
+                             "PASSED  read 100 points in one request",
+                             "PASSED  receive 500 field changes through change packets",
+                             "the field leaves it alone",
+                             "PASSED  release the replaced value of point",
+                             "PASSED  apply the maintenance tag to point",
+                             "PASSED  remove the maintenance tag from point",
+                             "PASSED  control of inhibit-tagged point Millbrook.PumpHall.Pump3.SpeedSetpoint is refused",
+                             "executed by Driver",
+                             "PASSED  integrity poll of remote unit",
+                             "PASSED  reset the statistics of point",
+                             "PASSED  broadcast 3 notifications to every station",
+                             "PASSED  write log lines to the daily file and the log view"})
+        EXPECT_TRUE(run.out.contains(QLatin1String(step))) << step;
+    EXPECT_TRUE(run.out.contains(QRegularExpression(QStringLiteral("Commands answered 2\\n"))));
+    const QRegularExpressionMatch received = QRegularExpression(QStringLiteral("Changes received  (\\d+)")).match(run.out);
+    ASSERT_TRUE(received.hasMatch());
+    EXPECT_GE(received.captured(1).toInt(), 500);
+    EXPECT_FALSE(run.out.contains(QStringLiteral("FAILED")));
+}
+
 TEST_F(MvsimTest, DemoRunsOnAnyPlantFile)
 {
     const QString plant = writeFile(QStringLiteral("tiny.json"), R"({

@@ -7,11 +7,11 @@
  * --servers names another), loads a plant file (the sample plant by default)
  * and then reads the plant back the way an operator client does — by name
  * through the name-index records, several points in one batch read, every
- * channel by type — and ends with a summary table in which every check says
- * PASSED or FAILED.
- *
- * The demo is a sequence of named steps (DemoRun::run) so that the operator
- * scenario can grow step by step: drivers, change streaming, controls, polls.
+ * channel by type. Then the plant comes alive (the change concentrator, a
+ * simulated driver per driver number, a field changing --rate points a
+ * second) and an operator session runs through MVShared while the changes
+ * stream (operatorsession.cpp), with a progress line every second. It ends
+ * with a summary table in which every check says PASSED or FAILED.
  *
  * `mvsim --serve <seconds>` plays the plant for other processes: it loads the
  * plant, runs the change concentrator, the simulated field drivers and a
@@ -25,6 +25,7 @@
  * line.
  */
 #include "PlantSimulator.h"
+#include "operatorsession.h"
 
 #include <DravoPlus/DravoPlus.h>
 
@@ -186,16 +187,15 @@ std::string dataName(const NamedObject& o)
 
 /* ---- The demo ------------------------------------------------------------- */
 
-struct Check {
-    QString name;
-    bool passed = false;
-    QString detail;   /* why it failed */
-};
+using Check = DemoCheck;
 
 class DemoRun
 {
 public:
-    DemoRun(QString plantPath, QString servers) : m_plantPath(std::move(plantPath)), m_servers(std::move(servers)) {}
+    DemoRun(QString plantPath, QString servers, int rate)
+        : m_plantPath(std::move(plantPath)), m_servers(std::move(servers)), m_rate(rate)
+    {
+    }
 
     int run()
     {
@@ -205,6 +205,7 @@ public:
         resolveNames();
         readPointsInOneBatch();
         readAllChannels();
+        playOperatorSession();
         printSummary();
         DravoPlus::DisConnectMid(nullptr);
         return allPassed() ? 0 : 1;
@@ -368,6 +369,30 @@ private:
         check(QStringLiteral("read every channel with GetDataPointByTypeName(\"COMMLINK\")"), ok, why);
     }
 
+    /* Steps: the plant comes alive (concentrator, drivers, a moving field)
+     * and an operator works on it while the changes stream. */
+    void playOperatorSession()
+    {
+        PlantSimulator::Settings settings;
+        settings.changesPerSecond = m_rate;
+        PlantSimulator simulator(settings);
+        QString why;
+        const bool started = simulator.start(&why);
+        check(QStringLiteral("start the concentrator, %1 drivers and the field").arg(simulator.plant().channels.size()),
+              started, why);
+        if (!started)
+            return;
+        out() << "Operator session (the field changes " << m_rate << " points a second)\n";
+        OperatorSession session(simulator, out());
+        for (const Check& c : session.run())
+            m_checks.append(c);
+        m_field = simulator.counters();
+        m_changesReceived = session.changesReceived();
+        m_logFile = session.logFile();
+        simulator.stop();
+        out() << '\n';
+    }
+
     void check(const QString& name, bool passed, const QString& detail = QString())
     {
         m_checks.append(Check{name, passed, passed ? QString() : detail});
@@ -401,6 +426,11 @@ private:
         row(QStringLiteral("Load time"), QString::number(m_loadMs, 'f', 1) + QStringLiteral(" ms"));
         row(QStringLiteral("Names resolved"), QStringLiteral("%1 of %2").arg(m_namesResolved).arg(m_namesTried));
         row(QStringLiteral("Channels read"), QString::number(m_channelsRead));
+        row(QStringLiteral("Field changes"), QString::number(m_field.changesWritten));
+        row(QStringLiteral("Changes packed"), QString::number(m_field.changesPacked));
+        row(QStringLiteral("Changes received"), QString::number(m_changesReceived));
+        row(QStringLiteral("Commands answered"), QString::number(m_field.commandsAnswered));
+        row(QStringLiteral("Log file"), m_logFile);
         out() << "\nChecks\n";
         int failed = 0;
         for (const Check& c : m_checks) {
@@ -428,6 +458,10 @@ private:
     int m_namesTried = 0;
     int m_namesResolved = 0;
     int m_channelsRead = 0;
+    int m_rate = 0;
+    PlantSimulator::Counters m_field;
+    long long m_changesReceived = 0;
+    QString m_logFile;
     QVector<Check> m_checks;
 };
 
@@ -542,7 +576,7 @@ int main(int argc, char* argv[])
                                          QStringLiteral("Serve the plant to other processes for this many seconds."),
                                          QStringLiteral("seconds"));
     const QCommandLineOption rateOption(QStringLiteral("rate"),
-                                        QStringLiteral("Field changes a second while serving (default: 100)."),
+                                        QStringLiteral("Field changes a second (default: 100)."),
                                         QStringLiteral("changes"), QStringLiteral("100"));
     parser.addOption(demoOption);
     parser.addOption(serveOption);
@@ -572,7 +606,7 @@ int main(int argc, char* argv[])
     bool rateOk = true;
     const int seconds = parser.value(serveOption).toInt(&secondsOk);
     const int rate = parser.value(rateOption).toInt(&rateOk);
-    if (parser.isSet(serveOption) && (!secondsOk || seconds < 0 || !rateOk || rate < 0)) {
+    if ((parser.isSet(serveOption) && (!secondsOk || seconds < 0)) || !rateOk || rate < 0) {
         printUsageError(parser, QStringLiteral("--serve and --rate take a number of 0 or more"));
         return 2;
     }
@@ -584,5 +618,5 @@ int main(int argc, char* argv[])
     const QString plant = parser.isSet(plantOption) ? parser.value(plantOption) : samplePlantPath();
     if (parser.isSet(serveOption))
         return ServeRun(plant, servers, seconds, rate).run();
-    return DemoRun(plant, servers).run();
+    return DemoRun(plant, servers, rate).run();
 }
