@@ -40,14 +40,8 @@ ControlDialog::ControlDialog(ScadaRuntimeInterface* runtime, const PlantIndex& p
     , m_runtime(runtime)
 {
     setObjectName(QStringLiteral("controlDialog"));
-    for (const QVector<PlantPoint>* points : {&plant.status, &plant.analog, &plant.text}) {
-        for (const PlantPoint& p : *points) {
-            if (p.id == pointId) {
-                m_point = &p;
-                m_isAnalog = points == &plant.analog;
-            }
-        }
-    }
+    m_point = plant.findPoint(pointId);
+    m_isAnalog = plant.findAnalog(pointId) != nullptr;
     const bool routed = m_point && plant.route(m_point->rtuId, m_driver, m_channel);
     setWindowTitle(tr("Control %1").arg(m_point ? m_point->name : QString::number(pointId)));
 

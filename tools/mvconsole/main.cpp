@@ -21,8 +21,6 @@
 #include <DravoPlus/DravoPlus.h>
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QDir>
-#include <QtCore/QFileInfo>
 #include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
 
@@ -40,15 +38,6 @@ struct Options {
     QString screenshot;
     int quitAfter = -1;
 };
-
-QString samplePlantPath()
-{
-    const QString source = QStringLiteral(MV_SAMPLE_PLANT);
-    if (QFileInfo::exists(source))
-        return source;
-    return QDir::cleanPath(QCoreApplication::applicationDirPath()
-                           + QStringLiteral("/../share/dravoplus/examples/plant.json"));
-}
 
 bool parse(QCoreApplication& app, Options& options)
 {
@@ -81,7 +70,7 @@ bool parse(QCoreApplication& app, Options& options)
     bool quitOk = true;
     options.servers = parser.value(servers);
     options.simulate = parser.isSet(simulate);
-    options.plant = parser.isSet(plant) ? parser.value(plant) : samplePlantPath();
+    options.plant = parser.isSet(plant) ? parser.value(plant) : PlantIndex::samplePlantPath();
     options.rate = parser.value(rate).toInt(&rateOk);
     options.watch = parser.values(watch);
     options.screenshot = parser.value(screenshot);

@@ -31,10 +31,8 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -78,17 +76,6 @@ QTextStream& err()
 QString resultText(int code)
 {
     return QString::fromUtf16(DravoPlus::GetErrorString(code)) + QStringLiteral(" (code %1)").arg(code);
-}
-
-/* The sample plant: the source tree's copy while mvsim runs from a build
- * tree, else the one installed beside the dictionary. */
-QString samplePlantPath()
-{
-    const QString source = QStringLiteral(MV_SAMPLE_PLANT);
-    if (QFileInfo::exists(source))
-        return source;
-    return QDir::cleanPath(QCoreApplication::applicationDirPath()
-                           + QStringLiteral("/../share/dravoplus/examples/plant.json"));
 }
 
 /* One object the demo looks up by name. */
@@ -615,7 +602,7 @@ int main(int argc, char* argv[])
     const QString servers = parser.value(serversOption);
     qputenv("DRAVO_SERVERS", servers.toUtf8());
 
-    const QString plant = parser.isSet(plantOption) ? parser.value(plantOption) : samplePlantPath();
+    const QString plant = parser.isSet(plantOption) ? parser.value(plantOption) : PlantIndex::samplePlantPath();
     if (parser.isSet(serveOption))
         return ServeRun(plant, servers, seconds, rate).run();
     return DemoRun(plant, servers, rate).run();

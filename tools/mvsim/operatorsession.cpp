@@ -279,10 +279,7 @@ void OperatorSession::applyAndRemoveTag()
 void OperatorSession::refusedControl()
 {
     const int id = m_choice.inhibitedSetpoint;
-    const PlantPoint* point = nullptr;
-    for (const PlantPoint& p : m_simulator.plant().analog)
-        if (p.id == id)
-            point = &p;
+    const PlantPoint* point = m_simulator.plant().findAnalog(id);
     int driver = 0;
     int channel = 0;
     if (point)
@@ -302,10 +299,7 @@ void OperatorSession::refusedControl()
 void OperatorSession::executedControl()
 {
     const int id = m_choice.freeSetpoint;
-    const PlantPoint* point = nullptr;
-    for (const PlantPoint& p : m_simulator.plant().analog)
-        if (p.id == id)
-            point = &p;
+    const PlantPoint* point = m_simulator.plant().findAnalog(id);
     int driver = 0;
     int channel = 0;
     const bool routed = point && m_simulator.plant().route(point->rtuId, driver, channel);

@@ -5,6 +5,10 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+
 #include <algorithm>
 #include <string>
 
@@ -90,4 +94,30 @@ const PlantPoint* PlantIndex::findPoint(const QString& name) const
             if (point.name == name)
                 return &point;
     return nullptr;
+}
+
+const PlantPoint* PlantIndex::findPoint(int id) const
+{
+    for (const QVector<PlantPoint>* points : {&status, &analog, &text})
+        for (const PlantPoint& point : *points)
+            if (point.id == id)
+                return &point;
+    return nullptr;
+}
+
+const PlantPoint* PlantIndex::findAnalog(int id) const
+{
+    for (const PlantPoint& point : analog)
+        if (point.id == id)
+            return &point;
+    return nullptr;
+}
+
+QString PlantIndex::samplePlantPath()
+{
+    const QString source = QStringLiteral(MV_SAMPLE_PLANT);
+    if (QFileInfo::exists(source))
+        return source;
+    return QDir::cleanPath(QCoreApplication::applicationDirPath()
+                           + QStringLiteral("/../share/dravoplus/examples/plant.json"));
 }

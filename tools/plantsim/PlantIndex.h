@@ -45,6 +45,12 @@ struct PlantIndex {
      * false when the plant does not say. */
     bool route(int rtuId, int& driver, int& channelId) const;
     const PlantPoint* findPoint(const QString& name) const;
+    const PlantPoint* findPoint(int id) const;
+    /* The analog point of the id, null when the id is not an analog point. */
+    const PlantPoint* findAnalog(int id) const;
+    /* The sample plant: the source tree's copy while the tools run from a
+     * build tree, else the one installed beside the dictionary. */
+    static QString samplePlantPath();
 };
 
 #endif
