@@ -4,7 +4,10 @@
 // so each test feeds it a session of commands on standard input: load the
 // sample plant, then inspect and change it. Every command's output, its
 // "(error) <code> <text>" line and the exit status (0 all succeeded, 1 one
-// failed, 2 wrong command line) are checked.
+// failed, 2 wrong command line) are checked. On Redis (a server the test
+// starts) the runtime server outlives each dravo process, so separate runs
+// load, read, write and watch the same plant, as engineers do on site.
+#include "redisserver.h"
 #include "toolprocess.h"
 
 #include <QCoreApplication>
@@ -292,6 +295,105 @@ TEST_F(DravoTest, UnreachableServerFailsWithItsCode)
     ASSERT_TRUE(run.finished);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.err.contains(QStringLiteral("connecting to the runtime server"))) << run.err.toStdString();
+}
+
+// ---- On a Redis server the test starts ------------------------------------
+
+class DravoRedisTest : public DravoTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_server.isRunning()) << m_server.error();
+        m_address = QString::fromStdString(m_server.address());
+        const mvtest::ToolRun load = dravo({QStringLiteral("load"), kPlant});
+        ASSERT_EQ(load.exitCode, 0) << load.err.toStdString();
+    }
+
+    mvtest::ToolRun dravo(const QStringList& arguments) { return command(arguments, m_address); }
+
+    mvtest::RedisServer m_server;
+    QString m_address;
+};
+
+TEST_F(DravoRedisTest, RecordsLoadedByOneRunAreReadByTheNext)
+{
+    const mvtest::ToolRun run = dravo({QStringLiteral("get"), kBreakerRecord});
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(matches(run.out, QStringLiteral("^  fullname\\s+= \"KestrelHill.33kV.Feeder01.CB.Position\"$")));
+    const mvtest::ToolRun list = dravo({QStringLiteral("list"), QStringLiteral("COMMLINK")});
+    EXPECT_TRUE(matches(list.out, QStringLiteral("^4 records$"))) << list.out.toStdString();
+}
+
+TEST_F(DravoRedisTest, PutByOneRunIsSeenByAWatchInAnother)
+{
+    QProcess watch;
+    watch.setProcessEnvironment(environment(m_address));
+    watch.start(QStringLiteral(DRAVO_PATH), {QStringLiteral("--wait"), QStringLiteral("500"), QStringLiteral("watch"),
+                                             QStringLiteral("kind"), QStringLiteral("RAW_CHANGE"), QStringLiteral("1")});
+    ASSERT_TRUE(watch.waitForStarted(30000));
+    QByteArray out;
+    for (int i = 0; i < 300 && !out.contains("watching kind"); ++i) {
+        watch.waitForReadyRead(100);
+        out += watch.readAllStandardOutput();
+    }
+    ASSERT_TRUE(out.contains("watching kind 8290172")) << out.toStdString();
+
+    const mvtest::ToolRun put = dravo({QStringLiteral("put"), kBreakerRecord, QStringLiteral("quality=4")});
+    ASSERT_EQ(put.exitCode, 0) << put.err.toStdString();
+    ASSERT_TRUE(watch.waitForFinished(30000));
+    out += watch.readAllStandardOutput();
+    EXPECT_EQ(watch.exitCode(), 0) << watch.readAllStandardError().toStdString();
+    EXPECT_TRUE(matches(QString::fromUtf8(out), QStringLiteral("^#1 STATUS100091 \\(STATUS, 688 bytes\\)$"))) << out.toStdString();
+    EXPECT_TRUE(matches(QString::fromUtf8(out), QStringLiteral("^  quality\\s+= 4$")));
+}
+
+TEST_F(DravoRedisTest, APersistentBoxMadeByOneRunCollectsForTheNextRuns)
+{
+    ASSERT_EQ(dravo({QStringLiteral("mkbox"), QStringLiteral("site.notes"), QStringLiteral("NOTIFY_MESSAGE"),
+                     QStringLiteral("10"), QStringLiteral("persistent")}).exitCode, 0);
+    ASSERT_EQ(dravo({QStringLiteral("event"), QStringLiteral("NOTIFY_MESSAGE"), QStringLiteral("NOTIFY_MESSAGE"),
+                     QStringLiteral("cmdCode=7")}).exitCode, 0);
+    const mvtest::ToolRun boxes = dravo({QStringLiteral("boxes")});
+    EXPECT_TRUE(matches(boxes.out, QStringLiteral("^site.notes\\s+20004\\s+10\\s+1\\s+0  yes"))) << boxes.out.toStdString();
+    const mvtest::ToolRun watch = dravo({QStringLiteral("watch"), QStringLiteral("box"), QStringLiteral("site.notes"),
+                                         QStringLiteral("1")});
+    EXPECT_EQ(watch.exitCode, 0) << watch.err.toStdString();
+    EXPECT_TRUE(matches(watch.out, QStringLiteral("^  cmdCode = 7$"))) << watch.out.toStdString();
+}
+
+TEST_F(DravoRedisTest, ABoxThatIsNotPersistentEndsWithTheRunThatMadeIt)
+{
+    ASSERT_EQ(dravo({QStringLiteral("mkbox"), QStringLiteral("scratch"), QStringLiteral("20004")}).exitCode, 0);
+    const mvtest::ToolRun boxes = dravo({QStringLiteral("boxes")});
+    EXPECT_TRUE(matches(boxes.out, QStringLiteral("^0 boxes$"))) << boxes.out.toStdString();
+    const mvtest::ToolRun misused = dravo({QStringLiteral("mkbox"), QStringLiteral("x"), QStringLiteral("20004"),
+                                           QStringLiteral("10"), QStringLiteral("forever")});
+    EXPECT_EQ(misused.exitCode, 2);
+}
+
+TEST_F(DravoRedisTest, SendWithoutADriverFailsWith2017AndServerShowsTheAddress)
+{
+    const mvtest::ToolRun send = dravo({QStringLiteral("send"), QStringLiteral("Driver3"),
+                                        QStringLiteral("REMOTE_RTU_COMMAND"), QStringLiteral("pid=3"), QStringLiteral("cmd=0")});
+    EXPECT_EQ(send.exitCode, 1);
+    EXPECT_TRUE(send.err.contains(QStringLiteral("(error) 2017"))) << send.err.toStdString();
+    const mvtest::ToolRun server = dravo({QStringLiteral("server")});
+    EXPECT_EQ(server.exitCode, 0);
+    EXPECT_TRUE(server.out.contains(QStringLiteral("active server: ") + m_address)) << server.out.toStdString();
+}
+
+TEST_F(DravoRedisTest, WrongPasswordFailsWithTheAuthenticationCode)
+{
+    mvtest::RedisServerOptions options;
+    options.password = "right";
+    mvtest::RedisServer guarded(options);
+    ASSERT_TRUE(guarded.isRunning()) << guarded.error();
+    const mvtest::ToolRun run = command({QStringLiteral("get"), kBreakerRecord},
+                                        QStringLiteral("redis://wrong@127.0.0.1:%1").arg(guarded.port()));
+    ASSERT_TRUE(run.finished);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QStringLiteral("(error) 2013"))) << run.err.toStdString();
 }
 
 } // namespace

@@ -209,16 +209,22 @@ Outcome cmdLoad(const Words& args, Session& s)
     return Done;
 }
 
+/* A box lives as long as the run that made it, unless it is persistent:
+ * then it keeps collecting for later runs until rmbox. */
 Outcome cmdMkbox(const Words& args, Session& s)
 {
     int kind = 0;
     int capacity = 10000;
-    if (!parseKind(args[1], kind) || (args.size() > 2 && !parseCount(args[2], capacity))) {
-        s.err << "mkbox: KIND is a number or an event name, CAPACITY a count\n";
+    const bool persistent = args.size() > 3 && args[3] == "persistent";
+    if (!parseKind(args[1], kind) || (args.size() > 2 && !parseCount(args[2], capacity))
+        || (args.size() > 3 && !persistent)) {
+        s.err << "mkbox: KIND is a number or an event name, CAPACITY a count, then optionally \"persistent\"\n";
         return Misused;
     }
-    const Outcome made = checked(s, DravoPlus::CreateEventBox(args[0].c_str(), kind, capacity, nullptr, nullptr),
-                                 args[0]);
+    int rc = DravoPlus::CreateEventBox(args[0].c_str(), kind, capacity, nullptr, nullptr);
+    if (rc == DRAVO_OK && persistent)
+        rc = DravoPlus::SetPersistent(args[0].c_str(), true, nullptr, nullptr);
+    const Outcome made = checked(s, rc, args[0]);
     if (made == Done)
         s.out << "OK\n";
     return made;
@@ -393,7 +399,8 @@ const Command kCommands[] = {
     {"load", "FILE", "loads a plant file", 1, 1, true, cmdLoad},
     {"types", "", "the record types of the data dictionary", 0, 0, false, cmdTypes},
     {"describe", "TYPE", "the fields of a record type", 1, 1, false, cmdDescribe},
-    {"mkbox", "NAME KIND [CAPACITY]", "creates an event box on an event kind", 2, 3, true, cmdMkbox},
+    {"mkbox", "NAME KIND [CAPACITY [persistent]]",
+     "creates an event box on an event kind (a persistent one outlives this run)", 2, 4, true, cmdMkbox},
     {"rmbox", "NAME", "deletes an event box", 1, 1, true, cmdRmbox},
     {"boxes", "", "every event box with its queue", 0, 0, true, cmdBoxes},
     {"heartbeats", "", "every heartbeat entry and its holder", 0, 0, true, cmdHeartbeats},
