@@ -8,13 +8,15 @@
  *                                   (embedded server, sample plant)
  *
  * --watch NAME puts a point into the table at start (repeatable);
- * --screenshot FILE --quit-after MS saves the window after MS milliseconds
- * and quits (documentation and tests).
+ * --quit-after MS quits after MS milliseconds, first saving the window to
+ * --screenshot FILE when given and printing the table's rows and the number
+ * of changes received (documentation, smoke checks and tests).
  *
  * Exit status: 0 normally, 1 when the simulator could not start or the
  * screenshot could not be saved, 2 for a wrong command line.
  */
 #include "consolewindow.h"
+#include "pointtablemodel.h"
 
 #include "PlantSimulator.h"
 
@@ -82,6 +84,18 @@ bool parse(QCoreApplication& app, Options& options)
     return true;
 }
 
+void printTable(const ConsoleWindow& window)
+{
+    const PointTableModel* model = window.model();
+    for (int i = 0; i < model->rowCount(); ++i) {
+        const PointTableModel::Row* row = model->row(i);
+        std::printf("%s %s = %s (%d changes)\n", qPrintable(row->kind), qPrintable(row->name), qPrintable(row->value),
+                    row->updates);
+    }
+    std::printf("%lld changes received\n", window.changesReceived());
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -124,6 +138,7 @@ int main(int argc, char* argv[])
                 std::fprintf(stderr, "mvconsole: cannot save %s\n", qPrintable(options.screenshot));
                 status = 1;
             }
+            printTable(window);
             app.quit();
         });
     }
