@@ -309,8 +309,10 @@ bool RedisBackend::tick()
                 return false;
             m_monitorConnection = std::move(fresh);
         }
+        std::unique_lock<std::mutex> renewal(m_renewal);
         const Reply reply = runScript(*m_monitorConnection, Script::Tick,
                                       holdings({m_id, std::to_string(presenceMs()), std::to_string(leaseMs())}));
+        renewal.unlock();
         if (!reply)
             continue;
         if (isError(reply.get()))

@@ -169,6 +169,11 @@ private:
 
     /* connect, disconnect and abandon one at a time. */
     std::mutex m_lifecycle;
+    /* A renewal round (its snapshot of what this client holds and its
+     * script) and the release of a target never interleave: a round that
+     * took its snapshot before the release would otherwise renew the
+     * released target back into existence. */
+    std::mutex m_renewal;
 
     mutable std::mutex m_mutex;          /* guards what follows */
     std::condition_variable m_wake;

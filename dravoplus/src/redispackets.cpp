@@ -99,6 +99,7 @@ int RedisBackend::registerReceiver(const std::string& target)
 /* Unregistering a target this client does not serve has nothing to undo. */
 int RedisBackend::unregisterReceiver(const std::string& target)
 {
+    std::lock_guard<std::mutex> renewal(m_renewal);
     const int rc = exchange([&](RedisConnection& connection) -> int {
         return scriptResult(runScript(connection, Script::Unregister, {target, m_id}));
     });
