@@ -2,12 +2,10 @@
 // against the embedded server, and the tools they share.
 #include "changeeventfixture.h"
 
+#include <eventwait.h>
 #include <isolatedsettings.h>
 
-#include <QtCore/QCoreApplication>
 #include <QtCore/QDataStream>
-#include <QtCore/QEventLoop>
-#include <QtCore/QTimer>
 
 #include <zlib.h>
 
@@ -50,26 +48,14 @@ std::chrono::milliseconds elapsedSince(Clock::time_point start)
 
 // ---- Waits --------------------------------------------------------------------
 
-// The event loop sleeps until something is posted; the timer bounds each sleep
-// so that done() is asked at least every 10 ms.
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit)
 {
-    QTimer tick;
-    tick.start(10);
-    const auto deadline = Clock::now() + limit;
-    for (;;) {
-        if (done())
-            return true;
-        if (Clock::now() >= deadline)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-    }
+    return mvtest::waitUntil(done, limit);
 }
 
 void settle(std::chrono::milliseconds period)
 {
-    const auto until = Clock::now() + period;
-    waitUntil([until] { return Clock::now() >= until; }, period + 100ms);
+    mvtest::settle(period);
 }
 
 std::string argText(const DravoRecordedCall& call, std::size_t index)

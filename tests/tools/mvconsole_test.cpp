@@ -9,6 +9,7 @@
 // operator does them, and the window is saved as a screenshot.
 #include "consolewindow.h"
 #include "controldialog.h"
+#include "eventwait.h"
 #include "isolatedsettings.h"
 #include "logview.h"
 #include "pointbrowser.h"
@@ -19,7 +20,6 @@
 
 #include <MVShared/PointMimeData.h>
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QTimer>
 #include <QtGui/QDrag>
 #include <QtGui/QDropEvent>
@@ -40,17 +40,10 @@ const QString kBreaker = QStringLiteral("KestrelHill.33kV.Feeder01.CB.Position")
 const QString kFreeSetpoint = QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint");
 const QString kInhibitedSetpoint = QStringLiteral("Millbrook.PumpHall.Pump3.SpeedSetpoint");
 
-bool waitUntil(const std::function<bool()>& done, int limitMs = 20000)
+// Results come through queued connections: waits keep the event loop turning.
+bool waitUntil(const std::function<bool()>& done)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > limitMs)
-            return false;
-        QApplication::processEvents(QEventLoop::AllEvents, 10);
-        QTest::qWait(5);
-    }
-    return true;
+    return mvtest::waitUntil(done, std::chrono::seconds(20));
 }
 
 class ConsoleTest : public ::testing::Test

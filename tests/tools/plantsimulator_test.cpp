@@ -5,6 +5,7 @@
 // replaced by hand left alone by the field.
 #include "PlantSimulator.h"
 #include "SimulatedFieldDriver.h"
+#include "eventwait.h"
 #include "isolatedsettings.h"
 
 #include <MVShared/MorvaneChangeEvent.h>
@@ -23,18 +24,10 @@ namespace {
 
 const QString kPlant = QStringLiteral(MV_SAMPLE_PLANT);
 
-// Keeps the event loop turning until done() holds or limitMs passed.
-bool waitUntil(const std::function<bool()>& done, int limitMs = 20000)
+// Results come through queued connections: waits keep the event loop turning.
+bool waitUntil(const std::function<bool()>& done)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > limitMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(5);
-    }
-    return true;
+    return mvtest::waitUntil(done, std::chrono::seconds(20));
 }
 
 double lastValue(const char* name)
