@@ -43,9 +43,13 @@ Outcome failure(Session& s, int code, const std::string& context = std::string()
     return Failed;
 }
 
-Outcome checked(Session& s, int code, const std::string& context = std::string())
+/* A command without output of its own says OK when it succeeded. */
+Outcome acknowledged(Session& s, int code, const std::string& context = std::string())
 {
-    return code == DRAVO_OK ? Done : failure(s, code, context);
+    if (code != DRAVO_OK)
+        return failure(s, code, context);
+    s.out << "OK\n";
+    return Done;
 }
 
 /* An event kind as a number (decimal or 0x hex) or a dictionary event name. */
@@ -181,18 +185,14 @@ Outcome cmdPut(const Words& args, Session& s)
     if (!parseAssignments(s, Words(args.begin() + 1, args.end()), assignments))
         return Misused;
     DravoData stored;
-    int rc = DravoPlus::GetDataPoint(args[0].c_str(), stored, nullptr, nullptr);
+    const int rc = DravoPlus::GetDataPoint(args[0].c_str(), stored, nullptr, nullptr);
     if (rc != DRAVO_OK)
         return failure(s, rc, args[0]);
     DravoPartialData partial(stored.GetTypeName(), args[0].c_str());
     const Outcome filled = putAll(s, assignments, partial);
     if (filled != Done)
         return filled;
-    rc = DravoPlus::PutPartialDataPoint(args[0].c_str(), partial, nullptr, nullptr);
-    if (rc != DRAVO_OK)
-        return failure(s, rc, args[0]);
-    s.out << "OK\n";
-    return Done;
+    return acknowledged(s, DravoPlus::PutPartialDataPoint(args[0].c_str(), partial, nullptr, nullptr), args[0]);
 }
 
 Outcome cmdLoad(const Words& args, Session& s)
@@ -224,18 +224,12 @@ Outcome cmdMkbox(const Words& args, Session& s)
     int rc = DravoPlus::CreateEventBox(args[0].c_str(), kind, capacity, nullptr, nullptr);
     if (rc == DRAVO_OK && persistent)
         rc = DravoPlus::SetPersistent(args[0].c_str(), true, nullptr, nullptr);
-    const Outcome made = checked(s, rc, args[0]);
-    if (made == Done)
-        s.out << "OK\n";
-    return made;
+    return acknowledged(s, rc, args[0]);
 }
 
 Outcome cmdRmbox(const Words& args, Session& s)
 {
-    const Outcome removed = checked(s, DravoPlus::DeleteEventBox(args[0].c_str(), nullptr, nullptr), args[0]);
-    if (removed == Done)
-        s.out << "OK\n";
-    return removed;
+    return acknowledged(s, DravoPlus::DeleteEventBox(args[0].c_str(), nullptr, nullptr), args[0]);
 }
 
 Outcome cmdBoxes(const Words&, Session& s)
@@ -345,10 +339,7 @@ Outcome cmdEvent(const Words& args, Session& s)
     const Outcome built = buildRecord(s, args[1], Words(args.begin() + 2, args.end()), record);
     if (built != Done)
         return built;
-    const Outcome sent = checked(s, DravoPlus::SendEvent(kind, record, "dravo", nullptr));
-    if (sent == Done)
-        s.out << "OK\n";
-    return sent;
+    return acknowledged(s, DravoPlus::SendEvent(kind, record, "dravo", nullptr));
 }
 
 /* A request that must find its receiver now, and the reply it gets. */

@@ -57,21 +57,6 @@ void appendUtf8(std::string& out, char32_t c)
     }
 }
 
-std::string utf16ToUtf8Text(const std::u16string& text)
-{
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char32_t c = text[i];
-        const bool high = c >= 0xD800 && c < 0xDC00;
-        if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000)
-            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
-        else if (c >= 0xD800 && c < 0xE000)
-            c = 0xFFFD;
-        appendUtf8(out, c);
-    }
-    return out;
-}
-
 /* Length of the UTF-8 sequence a lead byte starts, 0 for a byte that cannot
  * start one. */
 int sequenceLength(unsigned char lead)
@@ -355,6 +340,21 @@ void printVariableFields(std::ostream& out, const DravoData& record, int indent,
 
 } // namespace
 
+std::string utf8(const std::u16string& text)
+{
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t c = text[i];
+        const bool high = c >= 0xD800 && c < 0xDC00;
+        if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000)
+            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
+        else if (c >= 0xD800 && c < 0xE000)
+            c = 0xFFFD;
+        appendUtf8(out, c);
+    }
+    return out;
+}
+
 std::string valueText(DravoFieldKind kind, const char* bytes, std::size_t size)
 {
     switch (kind) {
@@ -369,7 +369,7 @@ std::string valueText(DravoFieldKind kind, const char* bytes, std::size_t size)
     case DravoKindFloat: return numberText<float>(bytes, size);
     case DravoKindDouble: return numberText<double>(bytes, size);
     case DravoKindText: return quoted(textUpToZero(bytes, size));
-    case DravoKindUtf16: return quoted(utf16ToUtf8Text(utf16UpToZero(bytes, size)));
+    case DravoKindUtf16: return quoted(utf8(utf16UpToZero(bytes, size)));
     default: return bytesText(bytes, size);
     }
 }
@@ -393,11 +393,6 @@ void printRecord(std::ostream& out, const DravoData& record, int indent)
     const std::size_t width = nameWidth(info, record);
     printFixedFields(out, record, info, indent, width);
     printVariableFields(out, record, indent, width);
-}
-
-std::string utf8(const std::u16string& text)
-{
-    return utf16ToUtf8Text(text);
 }
 
 bool splitAssignment(const std::string& argument, FieldAssignment& out)

@@ -160,12 +160,11 @@ bool ConsoleWindow::start()
 
 bool ConsoleWindow::watchPoint(int id)
 {
-    const bool added = m_model->addPoint(id);
-    if (added)
-        m_table->resizeColumnToContents(PointTableModel::NameColumn);
-    if (added)
-        QLOG_INFO() << "watching point" << id << m_model->row(m_model->rowOfPoint(id))->name;
-    return added;
+    if (!m_model->addPoint(id))
+        return false;
+    m_table->resizeColumnToContents(PointTableModel::NameColumn);
+    QLOG_INFO() << "watching point" << id << m_model->row(m_model->rowOfPoint(id))->name;
+    return true;
 }
 
 bool ConsoleWindow::watchPoint(const QString& name)

@@ -172,13 +172,12 @@ void PlantSimulator::noteRawChanges(const QList<DravoData>& records)
     }
 }
 
-/* Keeps the field's writes at the set rate on average, measured from the
- * start, so a slow step is made up by the next ones. */
+/* Keeps the field's writes at the set rate on average: what a step could not
+ * write (more than its maximum) is carried over to the next ones. */
 void PlantSimulator::runField()
 {
-    const auto begin = std::chrono::steady_clock::now();
     long long due = 0;
-    auto last = begin;
+    auto last = std::chrono::steady_clock::now();
     while (m_running.load()) {
         std::this_thread::sleep_for(kFieldStep);
         const auto current = std::chrono::steady_clock::now();
@@ -194,16 +193,16 @@ void PlantSimulator::runField()
 
 void PlantSimulator::writeFieldChanges(int count)
 {
-    QVector<DravoPartialData> batch;
+    std::vector<DravoPartialData> batch;
+    batch.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
         addFieldChange(batch);
-    if (batch.isEmpty())
+    if (batch.empty())
         return;
-    const std::vector<DravoPartialData> partials(batch.begin(), batch.end());
-    if (DravoPlus::PutPartialDataPoints(partials, nullptr, nullptr) == DRAVO_OK)
-        m_written += static_cast<long long>(partials.size());
+    if (DravoPlus::PutPartialDataPoints(batch, nullptr, nullptr) == DRAVO_OK)
+        m_written += static_cast<long long>(batch.size());
     else
-        m_failures += static_cast<long long>(partials.size());
+        m_failures += static_cast<long long>(batch.size());
 }
 
 unsigned PlantSimulator::nextRandom()
@@ -215,35 +214,45 @@ unsigned PlantSimulator::nextRandom()
     return m_random;
 }
 
-void PlantSimulator::addFieldChange(QVector<DravoPartialData>& batch)
+void PlantSimulator::addFieldChange(std::vector<DravoPartialData>& batch)
 {
     const int share = static_cast<int>(m_step++ % kShareCycle);
-    const QVector<PlantPoint>& points = share < kAnalogShare ? m_plant.analog
-                                      : share < kAnalogShare + kStatusShare ? m_plant.status
-                                                                            : m_plant.text;
+    const FieldKind kind = share < kAnalogShare                  ? FieldKind::Analog
+                         : share < kAnalogShare + kStatusShare   ? FieldKind::Status
+                                                                 : FieldKind::Text;
+    const QVector<PlantPoint>& points = kind == FieldKind::Analog   ? m_plant.analog
+                                      : kind == FieldKind::Status ? m_plant.status
+                                                                  : m_plant.text;
     if (points.isEmpty())
         return;
     const int index = static_cast<int>(nextRandom() % static_cast<unsigned>(points.size()));
     const PlantPoint& point = points[index];
     if (isHeld(point.id))
         return;
-    const char* type = &points == &m_plant.analog ? "ANALOG" : &points == &m_plant.status ? "STATUS" : "TEXT";
+    const char* type = kind == FieldKind::Analog ? "ANALOG" : kind == FieldKind::Status ? "STATUS" : "TEXT";
     DravoPartialData partial(type, (type + std::to_string(point.id)).c_str());
     partial.PutValue("changedTime", now());
-    if (&points == &m_plant.analog) {
+    switch (kind) {
+    case FieldKind::Analog: {
         const double span = point.high > point.low ? point.high - point.low : std::max(1.0, std::fabs(point.value) * 0.2);
         const double move = (static_cast<double>(nextRandom() % 2001) / 1000.0 - 1.0) * kAnalogStep * span;
         double& value = m_analogValues[index];
         value = point.high > point.low ? std::clamp(value + move, point.low, point.high) : value + move;
         partial.PutValue("lastvalue", value);
-    } else if (&points == &m_plant.status) {
+        break;
+    }
+    case FieldKind::Status: {
         int& state = m_statusValues[index];
         state = state ? 0 : 1;
         partial.PutValue("lastvalue", static_cast<std::int8_t>(state));
-    } else {
+        break;
+    }
+    case FieldKind::Text: {
         const std::string text = "field reading " + std::to_string(m_step);
         partial.PutValue("lastvalue", text.data(), static_cast<int>(text.size()));
         partial.PutValue("bytesize", static_cast<std::uint16_t>(text.size()));
+        break;
     }
-    batch.append(partial);
+    }
+    batch.push_back(std::move(partial));
 }

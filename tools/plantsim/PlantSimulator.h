@@ -32,6 +32,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <vector>
 
 class MorvaneChangeEvent;
 class SimulatedFieldDriver;
@@ -81,7 +82,8 @@ private:
     void noteRawChanges(const QList<DravoData>& records);
     void runField();
     void writeFieldChanges(int count);
-    void addFieldChange(QVector<DravoPartialData>& batch);
+    enum class FieldKind { Analog, Status, Text };
+    void addFieldChange(std::vector<DravoPartialData>& batch);
     unsigned nextRandom();
 
     Settings m_settings;
