@@ -10,6 +10,7 @@
  */
 #include "backend.h"
 #include "clientstate.h"
+#include "partialwrite.h"
 #include "dictionary.h"
 #include "embeddedserver.h"
 #include "redisbackend.h"
@@ -121,9 +122,10 @@ std::optional<std::string> arg(long long v)
     return std::to_string(v);
 }
 
-void record(const char* operation, std::vector<std::optional<std::string>> args, int result,
-            std::vector<std::string> names = {}, std::vector<DravoData> records = {},
-            std::vector<DravoPartialData> partials = {})
+/* A call as the recorder keeps it (its result is filled in by recorded()). */
+DravoRecordedCall called(const char* operation, std::vector<std::optional<std::string>> args,
+                         std::vector<std::string> names = {}, std::vector<DravoData> records = {},
+                         std::vector<DravoPartialData> partials = {})
 {
     DravoRecordedCall call;
     call.operation = operation;
@@ -131,8 +133,21 @@ void record(const char* operation, std::vector<std::optional<std::string>> args,
     call.names = std::move(names);
     call.records = std::move(records);
     call.partials = std::move(partials);
-    call.result = result;
-    dravo::recordCall(std::move(call));
+    return call;
+}
+
+/* Every public call ends here: it returns the call's result and, while the
+ * recorder is on, records the call that describe() builds (only then, so an
+ * unrecorded call pays nothing for it). */
+template <typename Describe>
+int recorded(int result, Describe describe)
+{
+    if (dravo::recording()) {
+        DravoRecordedCall call = describe();
+        call.result = result;
+        dravo::recordCall(std::move(call));
+    }
+    return result;
 }
 
 bool dictionaryMissing()
@@ -153,18 +168,14 @@ int putPartials(const char* operation, const std::vector<DravoPartialData>& part
 {
     std::vector<std::string> names;
     std::vector<const DravoPartialData*> pointers;
-    int rc = DRAVO_OK;
     for (const DravoPartialData& p : partials) {
-        if (!*p.GetDataName())
-            rc = DRAVO_BAD_ARGUMENT;
         names.push_back(p.GetDataName());
         pointers.push_back(&p);
     }
+    int rc = dravo::checkBatch(names, pointers);
     if (rc == DRAVO_OK)
         rc = withBackend([&](Backend& b) { return b.putPartials(names, pointers, publish); });
-    if (dravo::recording())
-        record(operation, {arg(server), arg(domain)}, rc, names, {}, partials);
-    return rc;
+    return recorded(rc, [&] { return called(operation, {arg(server), arg(domain)}, names, {}, partials); });
 }
 
 } // namespace
@@ -195,43 +206,33 @@ int DravoPlus::ConnectMid(const char* server)
         if (backend)
             rc = backend->connect();
     }
-    if (dravo::recording())
-        record("ConnectMid", {arg(server)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ConnectMid", {arg(server)}); });
 }
 
 int DravoPlus::DisConnectMid(const char* server)
 {
     std::shared_ptr<Backend> backend = currentClient().currentBackend();
     const int rc = backend ? backend->disconnect() : DRAVO_OK;
-    if (dravo::recording())
-        record("DisConnectMid", {arg(server)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("DisConnectMid", {arg(server)}); });
 }
 
 int DravoPlus::IsConnect(const char* server)
 {
     std::shared_ptr<Backend> backend = currentClient().currentBackend();
     const int rc = backend && backend->isConnected() ? DRAVO_OK : DRAVO_NOT_CONNECTED;
-    if (dravo::recording())
-        record("IsConnect", {arg(server)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("IsConnect", {arg(server)}); });
 }
 
 int DravoPlus::InstallListener(DravoStatusListenerBase& listener)
 {
     dravo::installListener(&currentClient(), &listener);
-    if (dravo::recording())
-        record("InstallListener", {}, DRAVO_OK);
-    return DRAVO_OK;
+    return recorded(DRAVO_OK, [&] { return called("InstallListener", {}); });
 }
 
 int DravoPlus::RemoveListener(DravoStatusListenerBase& listener)
 {
     dravo::removeListener(&currentClient(), &listener);
-    if (dravo::recording())
-        record("RemoveListener", {}, DRAVO_OK);
-    return DRAVO_OK;
+    return recorded(DRAVO_OK, [&] { return called("RemoveListener", {}); });
 }
 
 const char* DravoPlus::activeServer(const char* server)
@@ -240,8 +241,7 @@ const char* DravoPlus::activeServer(const char* server)
     std::shared_ptr<Backend> backend = currentClient().currentBackend();
     address = backend && backend->isConnected() ? backend->activeServer() : std::string();
     const char* result = address.empty() ? nullptr : address.c_str();
-    if (dravo::recording())
-        record("activeServer", {arg(server)}, result ? DRAVO_OK : DRAVO_NOT_CONNECTED);
+    recorded(result ? DRAVO_OK : DRAVO_NOT_CONNECTED, [&] { return called("activeServer", {arg(server)}); });
     return result;
 }
 
@@ -251,18 +251,14 @@ int DravoPlus::ContendHeartBit(const char* task, const DravoData& record, const 
 {
     const int rc = !task || !*task ? DRAVO_BAD_ARGUMENT
                                    : withBackend([&](Backend& b) { return b.contendHeartbeat(task, record); });
-    if (dravo::recording())
-        ::record("ContendHeartBit", {arg(task), arg(server), arg(domain)}, rc, {}, {record});
-    return rc;
+    return recorded(rc, [&] { return called("ContendHeartBit", {arg(task), arg(server), arg(domain)}, {}, {record}); });
 }
 
 int DravoPlus::ListHeartbeats(std::vector<DravoHeartbeatInfo>& out, const char* server)
 {
     out.clear();
     const int rc = withBackend([&](Backend& b) { return b.listHeartbeats(out); });
-    if (dravo::recording())
-        record("ListHeartbeats", {arg(server)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ListHeartbeats", {arg(server)}); });
 }
 
 /* ---- Point database ------------------------------------------------------ */
@@ -270,9 +266,7 @@ int DravoPlus::ListHeartbeats(std::vector<DravoHeartbeatInfo>& out, const char* 
 int DravoPlus::GetDataPoint(const char* name, DravoData& out, const char* server, const char* domain)
 {
     const int rc = !name ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.getRecord(name, out); });
-    if (dravo::recording())
-        record("GetDataPoint", {arg(name), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("GetDataPoint", {arg(name), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::GetDataPointN(const std::vector<std::string>& names, DravoDataList& out, const char* server,
@@ -280,9 +274,7 @@ int DravoPlus::GetDataPointN(const std::vector<std::string>& names, DravoDataLis
 {
     out.clear();
     const int rc = withBackend([&](Backend& b) { return b.getRecords(names, out); });
-    if (dravo::recording())
-        record("GetDataPointN", {arg(static_cast<long long>(names.size())), arg(server), arg(domain)}, rc, names);
-    return rc;
+    return recorded(rc, [&] { return called("GetDataPointN", {arg(static_cast<long long>(names.size())), arg(server), arg(domain)}, names); });
 }
 
 int DravoPlus::GetDataPointByTypeName(const char* type, DravoDataList& out, const char* server, const char* domain)
@@ -291,9 +283,7 @@ int DravoPlus::GetDataPointByTypeName(const char* type, DravoDataList& out, cons
     int rc = DRAVO_BAD_ARGUMENT;
     if (type)
         rc = dravo::findType(type) ? withBackend([&](Backend& b) { return b.getRecordsByType(type, out); }) : DRAVO_NOT_FOUND;
-    if (dravo::recording())
-        record("GetDataPointByTypeName", {arg(type), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("GetDataPointByTypeName", {arg(type), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::PutDataPoint(const DravoData& record, const char* server, const char* domain)
@@ -304,21 +294,18 @@ int DravoPlus::PutDataPoint(const DravoData& record, const char* server, const c
 int DravoPlus::PutDataPoints(const std::vector<DravoData>& records, const char* server, const char* domain)
 {
     const int rc = withBackend([&](Backend& b) { return b.putRecords(records); });
-    if (dravo::recording()) {
+    return recorded(rc, [&] {
         std::vector<std::string> names;
         for (const DravoData& r : records)
             names.push_back(r.GetDataName());
-        ::record("PutDataPoints", {arg(static_cast<long long>(records.size())), arg(server), arg(domain)}, rc, names);
-    }
-    return rc;
+        return called("PutDataPoints", {arg(static_cast<long long>(records.size())), arg(server), arg(domain)}, names);
+    });
 }
 
 int DravoPlus::DeleteDataPoint(const char* name, const char* server, const char* domain)
 {
     const int rc = !name ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.deleteRecord(name); });
-    if (dravo::recording())
-        record("DeleteDataPoint", {arg(name), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("DeleteDataPoint", {arg(name), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::PutPartialDataPoint(const char* name, const DravoPartialData& partial, const char* server,
@@ -328,9 +315,7 @@ int DravoPlus::PutPartialDataPoint(const char* name, const DravoPartialData& par
     int rc = DRAVO_BAD_ARGUMENT;
     if (!target.empty())
         rc = withBackend([&](Backend& b) { return b.putPartials({target}, {&partial}, true); });
-    if (dravo::recording())
-        record("PutPartialDataPoint", {arg(name), arg(server), arg(domain)}, rc, {target}, {}, {partial});
-    return rc;
+    return recorded(rc, [&] { return called("PutPartialDataPoint", {arg(name), arg(server), arg(domain)}, {target}, {}, {partial}); });
 }
 
 int DravoPlus::PutPartialDataPoints(const std::vector<DravoPartialData>& partials, const char* server,
@@ -350,9 +335,7 @@ int DravoPlus::PutPartialDataPointsWithNoPublish(const std::vector<DravoPartialD
 int DravoPlus::SendEvent(int kind, const DravoData& record, const char* source, const char* domain)
 {
     const int rc = withBackend([&](Backend& b) { return b.sendEvents(kind, {&record}, source ? source : "", domain ? domain : ""); });
-    if (dravo::recording())
-        ::record("SendEvent", {arg(kind), arg(source), arg(domain)}, rc, {}, {record});
-    return rc;
+    return recorded(rc, [&] { return called("SendEvent", {arg(kind), arg(source), arg(domain)}, {}, {record}); });
 }
 
 int DravoPlus::SendEventN(int kind, DravoData* const* records, int count, int flags, const char* source,
@@ -367,65 +350,52 @@ int DravoPlus::SendEventN(int kind, DravoData* const* records, int count, int fl
     }
     if (rc == DRAVO_OK && !list.empty())
         rc = withBackend([&](Backend& b) { return b.sendEvents(kind, list, source ? source : "", domain ? domain : ""); });
-    if (dravo::recording()) {
+    return recorded(rc, [&] {
         std::vector<DravoData> sent;
         for (const DravoData* r : list)
             if (r)
                 sent.push_back(*r);
-        record("SendEventN", {arg(kind), arg(count), arg(flags), arg(source), arg(domain)}, rc, {}, sent);
-    }
-    return rc;
+        return called("SendEventN", {arg(kind), arg(count), arg(flags), arg(source), arg(domain)}, {}, sent);
+    });
 }
 
 int DravoPlus::SendUndefinedEvent(int kind, const DravoData& record, const char* source, const char* domain)
 {
     const DravoData payload = untyped(record);
     const int rc = withBackend([&](Backend& b) { return b.sendEvents(kind, {&payload}, source ? source : "", domain ? domain : ""); });
-    if (dravo::recording())
-        ::record("SendUndefinedEvent", {arg(kind), arg(source), arg(domain)}, rc, {}, {payload});
-    return rc;
+    return recorded(rc, [&] { return called("SendUndefinedEvent", {arg(kind), arg(source), arg(domain)}, {}, {payload}); });
 }
 
 int DravoPlus::SendEvent(const char* eventName, const DravoData& record, int flags)
 {
     const int kind = GetEventKind(eventName);
     const int rc = kind == 0 ? DRAVO_NOT_FOUND : withBackend([&](Backend& b) { return b.sendEvents(kind, {&record}, "", ""); });
-    if (dravo::recording())
-        ::record("SendEventNamed", {arg(eventName), arg(flags)}, rc, {}, {record});
-    return rc;
+    return recorded(rc, [&] { return called("SendEventNamed", {arg(eventName), arg(flags)}, {}, {record}); });
 }
 
 int DravoPlus::CreateEventBox(const char* name, int kind, int capacity, const char* server, const char* domain)
 {
     const int rc = !name || !*name ? DRAVO_BAD_ARGUMENT
                                    : withBackend([&](Backend& b) { return b.createBox(name, kind, capacity, domain ? domain : ""); });
-    if (dravo::recording())
-        record("CreateEventBox", {arg(name), arg(kind), arg(capacity), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("CreateEventBox", {arg(name), arg(kind), arg(capacity), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::SetPersistent(const char* name, bool persistent, const char* server, const char* domain)
 {
     const int rc = !name ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.setPersistent(name, persistent); });
-    if (dravo::recording())
-        record("SetPersistent", {arg(name), arg(persistent ? 1 : 0), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("SetPersistent", {arg(name), arg(persistent ? 1 : 0), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::DeleteEventBox(const char* name, const char* server, const char* domain)
 {
     const int rc = !name ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.deleteBox(name); });
-    if (dravo::recording())
-        record("DeleteEventBox", {arg(name), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("DeleteEventBox", {arg(name), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::ConnectPortForRecv(const char* name, unsigned int& port, const char* server, const char* domain)
 {
     const int rc = !name ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.connectPort(name, port); });
-    if (dravo::recording())
-        record("ConnectPortForRecv", {arg(name), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ConnectPortForRecv", {arg(name), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::ReceiveEventN(unsigned int port, DravoDataList& list, const char* typeFilter, int maxRecords,
@@ -434,9 +404,7 @@ int DravoPlus::ReceiveEventN(unsigned int port, DravoDataList& list, const char*
     list.clear();
     const long waitMs = dravo::scaledMs(waitSeconds);
     const int rc = withBackend([&](Backend& b) { return b.receive(port, list, typeFilter ? typeFilter : "", maxRecords, waitMs); });
-    if (dravo::recording())
-        record("ReceiveEventN", {arg(port), arg(typeFilter), arg(maxRecords), arg(waitSeconds), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ReceiveEventN", {arg(port), arg(typeFilter), arg(maxRecords), arg(waitSeconds), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::ReceiveUndefinedEventN(unsigned int port, DravoDataList& list, int maxRecords, int waitSeconds,
@@ -445,26 +413,20 @@ int DravoPlus::ReceiveUndefinedEventN(unsigned int port, DravoDataList& list, in
     list.clear();
     const long waitMs = dravo::scaledMs(waitSeconds);
     const int rc = withBackend([&](Backend& b) { return b.receive(port, list, "", maxRecords, waitMs); });
-    if (dravo::recording())
-        record("ReceiveUndefinedEventN", {arg(port), arg(maxRecords), arg(waitSeconds), arg(server), arg(domain)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ReceiveUndefinedEventN", {arg(port), arg(maxRecords), arg(waitSeconds), arg(server), arg(domain)}); });
 }
 
 int DravoPlus::GetEventBoxInfo(const char* name, DravoEventBoxInfo& out, const char* server)
 {
     const int rc = !name ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.boxInfo(name, out); });
-    if (dravo::recording())
-        record("GetEventBoxInfo", {arg(name), arg(server)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("GetEventBoxInfo", {arg(name), arg(server)}); });
 }
 
 int DravoPlus::ListEventBoxes(std::vector<DravoEventBoxInfo>& out, const char* server)
 {
     out.clear();
     const int rc = withBackend([&](Backend& b) { return b.listBoxes(out); });
-    if (dravo::recording())
-        record("ListEventBoxes", {arg(server)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ListEventBoxes", {arg(server)}); });
 }
 
 /* ---- Packets ------------------------------------------------------------- */
@@ -475,9 +437,7 @@ int DravoPlus::SendPacket(const char* target, const DravoData& request, DravoHan
     const long life = dravo::scaledMs(dravo::kPacketHandleLifeSeconds);
     const int rc = !target || !*target ? DRAVO_BAD_ARGUMENT
                                        : withBackend([&](Backend& b) { return b.sendPacket(target, request, mode, life, handle); });
-    if (dravo::recording())
-        record("SendPacket", {arg(target), arg(mode)}, rc, {}, {request});
-    return rc;
+    return recorded(rc, [&] { return called("SendPacket", {arg(target), arg(mode)}, {}, {request}); });
 }
 
 int DravoPlus::WaitReply(DravoHandle handle, DravoData& reply, int seconds)
@@ -486,9 +446,7 @@ int DravoPlus::WaitReply(DravoHandle handle, DravoData& reply, int seconds)
     int rc = withBackend([&](Backend& b) { return b.waitReply(handle, reply, waitMs); });
     if (rc == DRAVO_OK && std::string(reply.GetTypeName()) != "CMD_RESPONSE")
         rc = reply.CastType("CMD_RESPONSE");
-    if (dravo::recording())
-        record("WaitReply", {arg(static_cast<long long>(handle)), arg(seconds)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("WaitReply", {arg(static_cast<long long>(handle)), arg(seconds)}); });
 }
 
 int DravoPlus::WaitUndefinedReply(DravoHandle handle, DravoData& reply, int seconds)
@@ -497,33 +455,25 @@ int DravoPlus::WaitUndefinedReply(DravoHandle handle, DravoData& reply, int seco
     const int rc = withBackend([&](Backend& b) { return b.waitReply(handle, reply, waitMs); });
     if (rc == DRAVO_OK)
         reply = untyped(reply);
-    if (dravo::recording())
-        record("WaitUndefinedReply", {arg(static_cast<long long>(handle)), arg(seconds)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("WaitUndefinedReply", {arg(static_cast<long long>(handle)), arg(seconds)}); });
 }
 
 int DravoPlus::DisConnect(DravoHandle handle)
 {
     const int rc = withBackend([&](Backend& b) { return b.releaseHandle(handle); });
-    if (dravo::recording())
-        record("DisConnect", {arg(static_cast<long long>(handle))}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("DisConnect", {arg(static_cast<long long>(handle))}); });
 }
 
 int DravoPlus::RegisterPacketReceiver(const char* target)
 {
     const int rc = !target || !*target ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.registerReceiver(target); });
-    if (dravo::recording())
-        record("RegisterPacketReceiver", {arg(target)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("RegisterPacketReceiver", {arg(target)}); });
 }
 
 int DravoPlus::UnregisterPacketReceiver(const char* target)
 {
     const int rc = !target ? DRAVO_BAD_ARGUMENT : withBackend([&](Backend& b) { return b.unregisterReceiver(target); });
-    if (dravo::recording())
-        record("UnregisterPacketReceiver", {arg(target)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("UnregisterPacketReceiver", {arg(target)}); });
 }
 
 int DravoPlus::ReceivePacket(const char* target, DravoData& request, DravoHandle& handle, int seconds)
@@ -532,17 +482,13 @@ int DravoPlus::ReceivePacket(const char* target, DravoData& request, DravoHandle
     const long waitMs = dravo::scaledMs(seconds);
     const int rc = !target ? DRAVO_BAD_ARGUMENT
                            : withBackend([&](Backend& b) { return b.receivePacket(target, request, handle, waitMs); });
-    if (dravo::recording())
-        record("ReceivePacket", {arg(target), arg(seconds)}, rc);
-    return rc;
+    return recorded(rc, [&] { return called("ReceivePacket", {arg(target), arg(seconds)}); });
 }
 
 int DravoPlus::ReplyPacket(DravoHandle handle, const DravoData& reply)
 {
     const int rc = withBackend([&](Backend& b) { return b.replyPacket(handle, reply); });
-    if (dravo::recording())
-        record("ReplyPacket", {arg(static_cast<long long>(handle))}, rc, {}, {reply});
-    return rc;
+    return recorded(rc, [&] { return called("ReplyPacket", {arg(static_cast<long long>(handle))}, {}, {reply}); });
 }
 
 /* ---- Clients ------------------------------------------------------------- */

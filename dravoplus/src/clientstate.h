@@ -7,7 +7,7 @@
 #ifndef DRAVOPLUS_CLIENTSTATE_H
 #define DRAVOPLUS_CLIENTSTATE_H
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <functional>
 #include <string>

@@ -33,13 +33,14 @@ int clampToInt(std::uint64_t value)
 
 /* ---- Sending -------------------------------------------------------------- */
 
-int EmbeddedServer::sendEvents(ClientKey client, int kind, const std::vector<const DravoData*>& records,
-                               const std::string& domain)
+/* The source of an event is not kept: no box or reader asks for it. */
+int EmbeddedBackend::sendEvents(int kind, const std::vector<const DravoData*>& records,
+                                const std::string& /*source*/, const std::string& domain)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    deliverLocked(kind, records, domain);
+    m_server.deliverLocked(kind, records, domain);
     return DRAVO_OK;
 }
 
@@ -86,90 +87,89 @@ void EmbeddedServer::reportOverflowLocked(const Box& box, std::uint64_t dropped)
 
 /* ---- Boxes ---------------------------------------------------------------- */
 
-int EmbeddedServer::createBox(ClientKey client, const std::string& name, int kind, int capacity,
-                              const std::string& domain)
+int EmbeddedBackend::createBox(const std::string& name, int kind, int capacity, const std::string& domain)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     if (name.empty() || capacity < 1)
         return DRAVO_BAD_ARGUMENT;
-    if (m_boxes.count(name) != 0)
+    if (m_server.m_boxes.count(name) != 0)
         return DRAVO_OK;
     auto box = std::make_shared<Box>();
     box->name = name;
     box->kind = kind;
     box->capacity = capacity;
     box->domain = domain;
-    box->owner = client;
-    box->port = newPortLocked();
-    m_boxes.emplace(name, box);
-    m_boxesByKind[kind].push_back(box);
-    m_ports.emplace(box->port, box);
+    box->owner = m_client;
+    box->port = m_server.newPortLocked();
+    m_server.m_boxes.emplace(name, box);
+    m_server.m_boxesByKind[kind].push_back(box);
+    m_server.m_ports.emplace(box->port, box);
     return DRAVO_OK;
 }
 
 /* A box made transient while its owner is away would have nobody left to
  * remove it, so it goes at once. */
-int EmbeddedServer::setPersistent(ClientKey client, const std::string& name, bool persistent)
+int EmbeddedBackend::setPersistent(const std::string& name, bool persistent)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    const auto it = m_boxes.find(name);
-    if (it == m_boxes.end())
+    const auto it = m_server.m_boxes.find(name);
+    if (it == m_server.m_boxes.end())
         return DRAVO_NOT_FOUND;
     const BoxPtr box = it->second;
     box->persistent = persistent;
-    if (!persistent && !connectedLocked(box->owner))
-        removeBoxLocked(box);
+    if (!persistent && !m_server.connectedLocked(box->owner))
+        m_server.removeBoxLocked(box);
     return DRAVO_OK;
 }
 
-int EmbeddedServer::deleteBox(ClientKey client, const std::string& name)
+int EmbeddedBackend::deleteBox(const std::string& name)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    const auto it = m_boxes.find(name);
-    if (it == m_boxes.end())
+    const auto it = m_server.m_boxes.find(name);
+    if (it == m_server.m_boxes.end())
         return DRAVO_NOT_FOUND;
-    removeBoxLocked(BoxPtr(it->second));
+    m_server.removeBoxLocked(BoxPtr(it->second));
     return DRAVO_OK;
 }
 
-int EmbeddedServer::connectPort(ClientKey client, const std::string& name, unsigned int& port)
+int EmbeddedBackend::connectPort(const std::string& name, unsigned int& port)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    const auto it = m_boxes.find(name);
-    if (it == m_boxes.end())
+    const auto it = m_server.m_boxes.find(name);
+    if (it == m_server.m_boxes.end())
         return DRAVO_NOT_FOUND;
     port = it->second->port;
     return DRAVO_OK;
 }
 
-int EmbeddedServer::boxInfo(ClientKey client, const std::string& name, DravoEventBoxInfo& out)
+int EmbeddedBackend::boxInfo(const std::string& name, DravoEventBoxInfo& out)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    const auto it = m_boxes.find(name);
-    if (it == m_boxes.end())
+    const auto it = m_server.m_boxes.find(name);
+    if (it == m_server.m_boxes.end())
         return DRAVO_NOT_FOUND;
-    out = describe(*it->second);
+    out = EmbeddedServer::describe(*it->second);
     return DRAVO_OK;
 }
 
-int EmbeddedServer::listBoxes(ClientKey client, std::vector<DravoEventBoxInfo>& out)
+int EmbeddedBackend::listBoxes(std::vector<DravoEventBoxInfo>& out)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     out.clear();
-    for (const auto& [name, box] : m_boxes)
-        out.push_back(describe(*box));
+    for (const auto& [name, box] : m_server.m_boxes)
+        out.push_back(EmbeddedServer::describe(*box));
     return DRAVO_OK;
 }
 
@@ -234,27 +234,27 @@ unsigned int EmbeddedServer::newPortLocked()
 
 /* ---- Receiving ------------------------------------------------------------ */
 
-int EmbeddedServer::receive(ClientKey client, unsigned int port, DravoDataList& out,
-                            const std::string& typeFilter, int maxRecords, long waitMs)
+int EmbeddedBackend::receive(unsigned int port, DravoDataList& out, const std::string& typeFilter, int maxRecords,
+                             long waitMs)
 {
     const Clock::time_point deadline = deadlineAfter(waitMs);
-    std::unique_lock<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::unique_lock<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     if (maxRecords < 1)
         return DRAVO_BAD_ARGUMENT;
-    const auto it = m_ports.find(port);
-    if (it == m_ports.end())
+    const auto it = m_server.m_ports.find(port);
+    if (it == m_server.m_ports.end())
         return DRAVO_NOT_FOUND;
     const BoxPtr box = it->second;
     out.clear();
     WaiterCount waiting(box->waiters);
     for (;;) {
-        if (!connectedLocked(client))
+        if (!m_server.connectedLocked(m_client))
             return DRAVO_NOT_CONNECTED;
         if (box->removed)
             return DRAVO_NOT_FOUND;
-        if (takeRecords(*box, out, typeFilter, maxRecords))
+        if (EmbeddedServer::takeRecords(*box, out, typeFilter, maxRecords))
             return DRAVO_OK;
         if (Clock::now() >= deadline)
             return DRAVO_TIMEOUT;

@@ -94,30 +94,30 @@ bool EmbeddedServer::takeRequestLocked(PacketTarget& target, DravoData& request,
 
 /* ---- The sending side ----------------------------------------------------- */
 
-int EmbeddedServer::sendPacket(ClientKey client, const std::string& target, const DravoData& request,
-                               int mode, long expiryMs, DravoHandle& handle)
+int EmbeddedBackend::sendPacket(const std::string& target, const DravoData& request, int mode, long expiryMs,
+                                DravoHandle& handle)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     if (target.empty())
         return DRAVO_BAD_ARGUMENT;
     const Clock::time_point now = Clock::now();
-    purgeExpiredLocked(now);
-    auto it = m_targets.find(target);
-    const bool served = it != m_targets.end() && it->second->receiver != 0;
+    m_server.purgeExpiredLocked(now);
+    auto it = m_server.m_targets.find(target);
+    const bool served = it != m_server.m_targets.end() && it->second->receiver != 0;
     if ((mode & DRAVO_PACKET_PRESENT) && !served)
         return DRAVO_NO_RECEIVER;
-    if (it == m_targets.end())
-        it = m_targets.emplace(target, std::make_shared<PacketTarget>()).first;
+    if (it == m_server.m_targets.end())
+        it = m_server.m_targets.emplace(target, std::make_shared<PacketTarget>()).first;
 
-    handle = ++m_lastHandle;
+    handle = ++m_server.m_lastHandle;
     auto packet = std::make_shared<Packet>();
     packet->target = target;
     packet->request = request;
     packet->expires = now + std::chrono::milliseconds(std::max(expiryMs, 0L));
-    packet->expiryEntry = m_expiries.emplace(packet->expires, handle);
-    m_packets.emplace(handle, std::move(packet));
+    packet->expiryEntry = m_server.m_expiries.emplace(packet->expires, handle);
+    m_server.m_packets.emplace(handle, std::move(packet));
 
     PacketTarget& queue = *it->second;
     queue.queue.insert(handle);
@@ -127,20 +127,20 @@ int EmbeddedServer::sendPacket(ClientKey client, const std::string& target, cons
 }
 
 /* A handle that expires during the wait is gone like a released one. */
-int EmbeddedServer::waitReply(ClientKey client, DravoHandle handle, DravoData& reply, long waitMs)
+int EmbeddedBackend::waitReply(DravoHandle handle, DravoData& reply, long waitMs)
 {
     const Clock::time_point deadline = deadlineAfter(waitMs);
-    std::unique_lock<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::unique_lock<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    purgeExpiredLocked(Clock::now());
-    const auto it = m_packets.find(handle);
-    if (it == m_packets.end())
+    m_server.purgeExpiredLocked(Clock::now());
+    const auto it = m_server.m_packets.find(handle);
+    if (it == m_server.m_packets.end())
         return DRAVO_BAD_HANDLE;
     const PacketPtr packet = it->second;
     WaiterCount waiting(packet->waiters);
     for (;;) {
-        if (!connectedLocked(client))
+        if (!m_server.connectedLocked(m_client))
             return DRAVO_NOT_CONNECTED;
         if (packet->gone)
             return DRAVO_BAD_HANDLE;
@@ -151,7 +151,7 @@ int EmbeddedServer::waitReply(ClientKey client, DravoHandle handle, DravoData& r
         }
         const Clock::time_point now = Clock::now();
         if (now >= packet->expires) {
-            purgeExpiredLocked(now);
+            m_server.purgeExpiredLocked(now);
             continue;
         }
         if (now >= deadline)
@@ -160,75 +160,75 @@ int EmbeddedServer::waitReply(ClientKey client, DravoHandle handle, DravoData& r
     }
 }
 
-int EmbeddedServer::releaseHandle(ClientKey client, DravoHandle handle)
+int EmbeddedBackend::releaseHandle(DravoHandle handle)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    purgeExpiredLocked(Clock::now());
-    if (m_packets.count(handle) == 0)
+    m_server.purgeExpiredLocked(Clock::now());
+    if (m_server.m_packets.count(handle) == 0)
         return DRAVO_BAD_HANDLE;
-    forgetPacketLocked(handle);
+    m_server.forgetPacketLocked(handle);
     return DRAVO_OK;
 }
 
 /* ---- The receiving side --------------------------------------------------- */
 
-int EmbeddedServer::registerReceiver(ClientKey client, const std::string& target)
+int EmbeddedBackend::registerReceiver(const std::string& target)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     if (target.empty())
         return DRAVO_BAD_ARGUMENT;
-    purgeExpiredLocked(Clock::now());
-    TargetPtr& slot = m_targets[target];
+    m_server.purgeExpiredLocked(Clock::now());
+    TargetPtr& slot = m_server.m_targets[target];
     if (!slot)
         slot = std::make_shared<PacketTarget>();
-    if (slot->receiver != 0 && slot->receiver != client)
+    if (slot->receiver != 0 && slot->receiver != m_client)
         return DRAVO_TARGET_TAKEN;
-    slot->receiver = client;
+    slot->receiver = m_client;
     return DRAVO_OK;
 }
 
 /* Unregistering a target this client does not serve has nothing to undo. */
-int EmbeddedServer::unregisterReceiver(ClientKey client, const std::string& target)
+int EmbeddedBackend::unregisterReceiver(const std::string& target)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    purgeExpiredLocked(Clock::now());
-    const auto it = m_targets.find(target);
-    if (it == m_targets.end() || it->second->receiver != client)
+    m_server.purgeExpiredLocked(Clock::now());
+    const auto it = m_server.m_targets.find(target);
+    if (it == m_server.m_targets.end() || it->second->receiver != m_client)
         return DRAVO_OK;
     it->second->receiver = 0;
     if (it->second->waiters > 0)
         it->second->cv.notify_all();
-    dropTargetIfIdleLocked(target);
+    m_server.dropTargetIfIdleLocked(target);
     return DRAVO_OK;
 }
 
-int EmbeddedServer::receivePacket(ClientKey client, const std::string& target, DravoData& request,
-                                  DravoHandle& handle, long waitMs)
+int EmbeddedBackend::receivePacket(const std::string& target, DravoData& request, DravoHandle& handle,
+                                   long waitMs)
 {
     const Clock::time_point deadline = deadlineAfter(waitMs);
-    std::unique_lock<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::unique_lock<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    purgeExpiredLocked(Clock::now());
-    const auto it = m_targets.find(target);
-    if (it == m_targets.end() || it->second->receiver != client)
+    m_server.purgeExpiredLocked(Clock::now());
+    const auto it = m_server.m_targets.find(target);
+    if (it == m_server.m_targets.end() || it->second->receiver != m_client)
         return DRAVO_BAD_ARGUMENT;
     const TargetPtr served = it->second;
     WaiterCount waiting(served->waiters);
     for (;;) {
-        if (!connectedLocked(client))
+        if (!m_server.connectedLocked(m_client))
             return DRAVO_NOT_CONNECTED;
-        if (served->receiver != client)
+        if (served->receiver != m_client)
             return DRAVO_BAD_ARGUMENT;
         const Clock::time_point now = Clock::now();
-        purgeExpiredLocked(now);
-        if (takeRequestLocked(*served, request, handle))
+        m_server.purgeExpiredLocked(now);
+        if (m_server.takeRequestLocked(*served, request, handle))
             return DRAVO_OK;
         if (now >= deadline)
             return DRAVO_TIMEOUT;
@@ -238,14 +238,14 @@ int EmbeddedServer::receivePacket(ClientKey client, const std::string& target, D
 
 /* An answer to a handle that is gone is dropped: its sender stopped
  * waiting long ago. */
-int EmbeddedServer::replyPacket(ClientKey client, DravoHandle handle, const DravoData& reply)
+int EmbeddedBackend::replyPacket(DravoHandle handle, const DravoData& reply)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    purgeExpiredLocked(Clock::now());
-    const auto it = m_packets.find(handle);
-    if (it == m_packets.end())
+    m_server.purgeExpiredLocked(Clock::now());
+    const auto it = m_server.m_packets.find(handle);
+    if (it == m_server.m_packets.end())
         return DRAVO_BAD_HANDLE;
     Packet& packet = *it->second;
     packet.reply = reply;

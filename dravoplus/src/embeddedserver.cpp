@@ -11,6 +11,7 @@
  */
 #include "embeddedserver.h"
 #include "embeddedstate.h"
+#include "partialwrite.h"
 
 #include <algorithm>
 #include <chrono>
@@ -70,47 +71,47 @@ void EmbeddedServer::removeClient(ClientKey client)
     m_clients.erase(client);
 }
 
-int EmbeddedServer::connect(ClientKey client)
+int EmbeddedBackend::connect()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    ClientState* state = clientLocked(client);
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    ClientState* state = m_server.clientLocked(m_client);
     if (!state)
         return DRAVO_NOT_CONNECTED;
     state->wantsConnection = true;
     state->silent = false;
-    if (!m_online)
+    if (!m_server.m_online)
         return DRAVO_NOT_CONNECTED;
     if (!state->connected)
-        bringUpLocked(*state);
+        m_server.bringUpLocked(*state);
     return DRAVO_OK;
 }
 
-int EmbeddedServer::disconnect(ClientKey client)
+int EmbeddedBackend::disconnect()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    ClientState* state = clientLocked(client);
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    ClientState* state = m_server.clientLocked(m_client);
     if (!state)
         return DRAVO_OK;
     state->wantsConnection = false;
-    bringDownLocked(client, *state, true);
+    m_server.bringDownLocked(m_client, *state, true);
     return DRAVO_OK;
 }
 
-void EmbeddedServer::abandon(ClientKey client)
+void EmbeddedBackend::abandon()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    ClientState* state = clientLocked(client);
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    ClientState* state = m_server.clientLocked(m_client);
     if (!state)
         return;
     state->wantsConnection = false;
-    bringDownLocked(client, *state, false);
+    m_server.bringDownLocked(m_client, *state, false);
     state->silent = true;
 }
 
-bool EmbeddedServer::isConnected(ClientKey client)
+bool EmbeddedBackend::isConnected() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return connectedLocked(client);
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    return m_server.connectedLocked(m_client);
 }
 
 void EmbeddedServer::setOnline(bool online)
@@ -227,37 +228,37 @@ void EmbeddedServer::startLeasesLocked(ClientKey client)
             entry.leaseUntil = until;
 }
 
-int EmbeddedServer::contendHeartbeat(ClientKey client, const std::string& task, const DravoData& record)
+int EmbeddedBackend::contendHeartbeat(const std::string& task, const DravoData& record)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    auto it = m_heartbeats.find(task);
-    if (it != m_heartbeats.end() && it->second.holder != client) {
-        if (heartbeatLiveLocked(it->second, Clock::now()))
+    auto it = m_server.m_heartbeats.find(task);
+    if (it != m_server.m_heartbeats.end() && it->second.holder != m_client) {
+        if (m_server.heartbeatLiveLocked(it->second, Clock::now()))
             return DRAVO_HEARTBEAT_HELD;
-        if (BackendSink* previous = audibleSinkLocked(it->second.holder))
+        if (BackendSink* previous = m_server.audibleSinkLocked(it->second.holder))
             previous->heartbeatLost(task);
     }
-    HeartbeatEntry& entry = m_heartbeats[task];
-    entry.holder = client;
-    entry.holderName = m_clients[client].name;
+    HeartbeatEntry& entry = m_server.m_heartbeats[task];
+    entry.holder = m_client;
+    entry.holderName = m_server.m_clients[m_client].name;
     entry.record = record;
     return DRAVO_OK;
 }
 
-int EmbeddedServer::listHeartbeats(ClientKey client, std::vector<DravoHeartbeatInfo>& out)
+int EmbeddedBackend::listHeartbeats(std::vector<DravoHeartbeatInfo>& out)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     out.clear();
     const Clock::time_point now = Clock::now();
-    for (const auto& [task, entry] : m_heartbeats) {
+    for (const auto& [task, entry] : m_server.m_heartbeats) {
         DravoHeartbeatInfo info;
         info.task = task;
         info.holder = entry.holderName;
-        info.live = heartbeatLiveLocked(entry, now);
+        info.live = m_server.heartbeatLiveLocked(entry, now);
         info.record = entry.record;
         out.push_back(std::move(info));
     }
@@ -290,27 +291,27 @@ void EmbeddedServer::unindexRecordLocked(const std::string& name, const DravoDat
         m_recordsByType.erase(it);
 }
 
-int EmbeddedServer::getRecord(ClientKey client, const std::string& name, DravoData& out)
+int EmbeddedBackend::getRecord(const std::string& name, DravoData& out)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    const auto it = m_records.find(name);
-    if (it == m_records.end())
+    const auto it = m_server.m_records.find(name);
+    if (it == m_server.m_records.end())
         return DRAVO_NOT_FOUND;
     out = it->second;
     return DRAVO_OK;
 }
 
-int EmbeddedServer::getRecords(ClientKey client, const std::vector<std::string>& names, DravoDataList& out)
+int EmbeddedBackend::getRecords(const std::vector<std::string>& names, DravoDataList& out)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     out.clear();
     for (const std::string& name : names) {
-        const auto it = m_records.find(name);
-        if (it == m_records.end())
+        const auto it = m_server.m_records.find(name);
+        if (it == m_server.m_records.end())
             continue;
         out.append(it->second);
         out.records().back().SetFullName(name.c_str());
@@ -318,212 +319,101 @@ int EmbeddedServer::getRecords(ClientKey client, const std::vector<std::string>&
     return DRAVO_OK;
 }
 
-int EmbeddedServer::getRecordsByType(ClientKey client, const std::string& type, DravoDataList& out)
+int EmbeddedBackend::getRecordsByType(const std::string& type, DravoDataList& out)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     out.clear();
-    const auto names = m_recordsByType.find(type);
-    if (names == m_recordsByType.end())
+    const auto names = m_server.m_recordsByType.find(type);
+    if (names == m_server.m_recordsByType.end())
         return DRAVO_OK;
     for (const std::string& name : names->second)
-        out.append(m_records.at(name));
+        out.append(m_server.m_records.at(name));
     return DRAVO_OK;
 }
 
-int EmbeddedServer::putRecords(ClientKey client, const std::vector<DravoData>& records)
+int EmbeddedBackend::putRecords(const std::vector<DravoData>& records)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
     for (const DravoData& record : records)
         if (!record.IsGood() || !*record.GetTypeName() || !*record.GetDataName())
             return DRAVO_BAD_ARGUMENT;
     for (const DravoData& record : records)
-        storeRecordLocked(record);
+        m_server.storeRecordLocked(record);
     return DRAVO_OK;
 }
 
-int EmbeddedServer::deleteRecord(ClientKey client, const std::string& name)
+int EmbeddedBackend::deleteRecord(const std::string& name)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
-    const auto it = m_records.find(name);
-    if (it == m_records.end())
+    const auto it = m_server.m_records.find(name);
+    if (it == m_server.m_records.end())
         return DRAVO_NOT_FOUND;
-    unindexRecordLocked(name, it->second);
-    m_records.erase(it);
+    m_server.unindexRecordLocked(name, it->second);
+    m_server.m_records.erase(it);
     return DRAVO_OK;
 }
 
-/* A batch is applied to copies first, entry after entry (so two entries for
- * one record build on each other); only when every entry fits are the copies
- * stored, and with publish each entry's result goes out as a raw change under
- * the same lock, so no reader ever sees a write without its event or an event
- * without its write. */
-int EmbeddedServer::putPartials(ClientKey client, const std::vector<std::string>& names,
-                                const std::vector<const DravoPartialData*>& partials, bool publish)
+/* The batch is applied to copies of the stored records; only when every
+ * entry fits are the copies stored, and with publish each entry's result goes
+ * out as a raw change under the same lock, so no reader ever sees a write
+ * without its event or an event without its write. */
+int EmbeddedBackend::putPartials(const std::vector<std::string>& names,
+                                 const std::vector<const DravoPartialData*>& partials, bool publish)
 {
-    if (names.size() != partials.size())
-        return DRAVO_BAD_ARGUMENT;
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!connectedLocked(client))
+    if (const int rc = checkBatch(names, partials))
+        return rc;
+    std::lock_guard<std::mutex> lock(m_server.m_mutex);
+    if (!m_server.connectedLocked(m_client))
         return DRAVO_NOT_CONNECTED;
+    const auto& records = m_server.m_records;
+    AppliedBatch batch;
+    const int rc = applyBatch(names, partials,
+                              [&records](const std::string& name, DravoData& out) {
+                                  const auto stored = records.find(name);
+                                  if (stored == records.end())
+                                      return static_cast<int>(DRAVO_NOT_FOUND);
+                                  out = stored->second;
+                                  return static_cast<int>(DRAVO_OK);
+                              },
+                              batch);
+    if (rc != DRAVO_OK)
+        return rc;
 
-    std::vector<DravoData> results;              /* each entry's updated record, in batch order */
-    results.reserve(names.size());
-    std::unordered_map<std::string, std::size_t> latest;   /* name -> its newest result */
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (!partials[i])
-            return DRAVO_BAD_ARGUMENT;
-        const auto previous = latest.find(names[i]);
-        const DravoData* base = nullptr;
-        if (previous != latest.end()) {
-            base = &results[previous->second];
-        } else {
-            const auto stored = m_records.find(names[i]);
-            if (stored == m_records.end())
-                return DRAVO_NOT_FOUND;
-            base = &stored->second;
-        }
-        DravoData updated = *base;
-        if (const int rc = partials[i]->ApplyTo(updated))
-            return rc;
-        results.push_back(std::move(updated));
-        latest[names[i]] = results.size() - 1;
-    }
-
-    for (const auto& [name, index] : latest)
-        m_records[name] = publish ? results[index] : std::move(results[index]);
+    for (const auto& [name, index] : batch.latest)
+        m_server.m_records[name] = publish ? batch.results[index] : std::move(batch.results[index]);
     if (publish) {
         std::vector<const DravoData*> events;
-        events.reserve(results.size());
-        for (const DravoData& record : results)
+        events.reserve(batch.results.size());
+        for (const DravoData& record : batch.results)
             events.push_back(&record);
-        deliverLocked(DRAVO_EVENT_RAW_CHANGE, events, std::string());
+        m_server.deliverLocked(DRAVO_EVENT_RAW_CHANGE, events, std::string());
     }
     return DRAVO_OK;
 }
 
 /* ---- The backend of one client -------------------------------------------- */
 
-namespace {
-
-class EmbeddedBackend final : public Backend
+EmbeddedBackend::EmbeddedBackend(const std::string& clientId, BackendSink& sink)
+    : m_server(EmbeddedServer::instance()), m_client(m_server.addClient(clientId, sink))
 {
-public:
-    EmbeddedBackend(const std::string& clientId, BackendSink& sink)
-        : m_server(EmbeddedServer::instance()), m_client(m_server.addClient(clientId, sink))
-    {
-    }
-    ~EmbeddedBackend() override { m_server.removeClient(m_client); }
+}
 
-    EmbeddedBackend(const EmbeddedBackend&) = delete;
-    EmbeddedBackend& operator=(const EmbeddedBackend&) = delete;
+EmbeddedBackend::~EmbeddedBackend()
+{
+    m_server.removeClient(m_client);
+}
 
-    int connect() override { return m_server.connect(m_client); }
-    int disconnect() override { return m_server.disconnect(m_client); }
-    bool isConnected() const override { return m_server.isConnected(m_client); }
-    std::string activeServer() const override { return isConnected() ? kServerName : ""; }
-    void abandon() override { m_server.abandon(m_client); }
+std::string EmbeddedBackend::activeServer() const
+{
+    return isConnected() ? kServerName : "";
+}
 
-    int contendHeartbeat(const std::string& task, const DravoData& record) override
-    {
-        return m_server.contendHeartbeat(m_client, task, record);
-    }
-    int listHeartbeats(std::vector<DravoHeartbeatInfo>& out) override
-    {
-        return m_server.listHeartbeats(m_client, out);
-    }
-
-    int getRecord(const std::string& name, DravoData& out) override
-    {
-        return m_server.getRecord(m_client, name, out);
-    }
-    int getRecords(const std::vector<std::string>& names, DravoDataList& out) override
-    {
-        return m_server.getRecords(m_client, names, out);
-    }
-    int getRecordsByType(const std::string& type, DravoDataList& out) override
-    {
-        return m_server.getRecordsByType(m_client, type, out);
-    }
-    int putRecords(const std::vector<DravoData>& records) override
-    {
-        return m_server.putRecords(m_client, records);
-    }
-    int deleteRecord(const std::string& name) override { return m_server.deleteRecord(m_client, name); }
-    int putPartials(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
-                    bool publish) override
-    {
-        return m_server.putPartials(m_client, names, partials, publish);
-    }
-
-    /* The source of an event is not kept: no box or reader asks for it. */
-    int sendEvents(int kind, const std::vector<const DravoData*>& records, const std::string& /*source*/,
-                   const std::string& domain) override
-    {
-        return m_server.sendEvents(m_client, kind, records, domain);
-    }
-    int createBox(const std::string& name, int kind, int capacity, const std::string& domain) override
-    {
-        return m_server.createBox(m_client, name, kind, capacity, domain);
-    }
-    int setPersistent(const std::string& name, bool persistent) override
-    {
-        return m_server.setPersistent(m_client, name, persistent);
-    }
-    int deleteBox(const std::string& name) override { return m_server.deleteBox(m_client, name); }
-    int connectPort(const std::string& name, unsigned int& port) override
-    {
-        return m_server.connectPort(m_client, name, port);
-    }
-    int receive(unsigned int port, DravoDataList& out, const std::string& typeFilter, int maxRecords,
-                long waitMs) override
-    {
-        return m_server.receive(m_client, port, out, typeFilter, maxRecords, waitMs);
-    }
-    int boxInfo(const std::string& name, DravoEventBoxInfo& out) override
-    {
-        return m_server.boxInfo(m_client, name, out);
-    }
-    int listBoxes(std::vector<DravoEventBoxInfo>& out) override { return m_server.listBoxes(m_client, out); }
-
-    int sendPacket(const std::string& target, const DravoData& request, int mode, long expiryMs,
-                   DravoHandle& handle) override
-    {
-        return m_server.sendPacket(m_client, target, request, mode, expiryMs, handle);
-    }
-    int waitReply(DravoHandle handle, DravoData& reply, long waitMs) override
-    {
-        return m_server.waitReply(m_client, handle, reply, waitMs);
-    }
-    int releaseHandle(DravoHandle handle) override { return m_server.releaseHandle(m_client, handle); }
-    int registerReceiver(const std::string& target) override
-    {
-        return m_server.registerReceiver(m_client, target);
-    }
-    int unregisterReceiver(const std::string& target) override
-    {
-        return m_server.unregisterReceiver(m_client, target);
-    }
-    int receivePacket(const std::string& target, DravoData& request, DravoHandle& handle, long waitMs) override
-    {
-        return m_server.receivePacket(m_client, target, request, handle, waitMs);
-    }
-    int replyPacket(DravoHandle handle, const DravoData& reply) override
-    {
-        return m_server.replyPacket(m_client, handle, reply);
-    }
-
-private:
-    EmbeddedServer& m_server;
-    const ClientKey m_client;
-};
-
-} // namespace
 } // namespace embedded
 
 std::unique_ptr<Backend> makeEmbeddedBackend(const std::string& clientId, BackendSink& sink)

@@ -2,7 +2,7 @@
  * embeddedstate.h: what the runtime server inside this process keeps, shared
  * by the files that implement it:
  *   embeddedserver.cpp   clients, connection and outage, point database,
- *                        heartbeats, and the per-client EmbeddedBackend;
+ *                        heartbeats;
  *   embeddedboxes.cpp    events and event boxes;
  *   embeddedpackets.cpp  request/reply packets.
  *
@@ -113,59 +113,21 @@ private:
  * absurdly long ones are cut where the clock cannot overflow. */
 Clock::time_point deadlineAfter(long waitMs);
 
+/* The server's state, shared by every client of the process, and the steps
+ * that work on it. Its calls are made by the clients' EmbeddedBackends. */
 class EmbeddedServer
 {
 public:
     static EmbeddedServer& instance();
 
-    /* Clients and connection (embeddedserver.cpp). */
+    /* Clients and the outage (embeddedserver.cpp). */
     ClientKey addClient(const std::string& name, BackendSink& sink);
     void removeClient(ClientKey client);
-    int connect(ClientKey client);
-    int disconnect(ClientKey client);
-    void abandon(ClientKey client);
-    bool isConnected(ClientKey client);
     void setOnline(bool online);
     bool online();
 
-    /* Heartbeats (embeddedserver.cpp). */
-    int contendHeartbeat(ClientKey client, const std::string& task, const DravoData& record);
-    int listHeartbeats(ClientKey client, std::vector<DravoHeartbeatInfo>& out);
-
-    /* Point database (embeddedserver.cpp). */
-    int getRecord(ClientKey client, const std::string& name, DravoData& out);
-    int getRecords(ClientKey client, const std::vector<std::string>& names, DravoDataList& out);
-    int getRecordsByType(ClientKey client, const std::string& type, DravoDataList& out);
-    int putRecords(ClientKey client, const std::vector<DravoData>& records);
-    int deleteRecord(ClientKey client, const std::string& name);
-    int putPartials(ClientKey client, const std::vector<std::string>& names,
-                    const std::vector<const DravoPartialData*>& partials, bool publish);
-
-    /* Events and boxes (embeddedboxes.cpp). */
-    int sendEvents(ClientKey client, int kind, const std::vector<const DravoData*>& records,
-                   const std::string& domain);
-    int createBox(ClientKey client, const std::string& name, int kind, int capacity,
-                  const std::string& domain);
-    int setPersistent(ClientKey client, const std::string& name, bool persistent);
-    int deleteBox(ClientKey client, const std::string& name);
-    int connectPort(ClientKey client, const std::string& name, unsigned int& port);
-    int receive(ClientKey client, unsigned int port, DravoDataList& out,
-                const std::string& typeFilter, int maxRecords, long waitMs);
-    int boxInfo(ClientKey client, const std::string& name, DravoEventBoxInfo& out);
-    int listBoxes(ClientKey client, std::vector<DravoEventBoxInfo>& out);
-
-    /* Packets (embeddedpackets.cpp). */
-    int sendPacket(ClientKey client, const std::string& target, const DravoData& request,
-                   int mode, long expiryMs, DravoHandle& handle);
-    int waitReply(ClientKey client, DravoHandle handle, DravoData& reply, long waitMs);
-    int releaseHandle(ClientKey client, DravoHandle handle);
-    int registerReceiver(ClientKey client, const std::string& target);
-    int unregisterReceiver(ClientKey client, const std::string& target);
-    int receivePacket(ClientKey client, const std::string& target, DravoData& request,
-                      DravoHandle& handle, long waitMs);
-    int replyPacket(ClientKey client, DravoHandle handle, const DravoData& reply);
-
 private:
+    friend class EmbeddedBackend;
     EmbeddedServer();
 
     /* Everything named ...Locked expects m_mutex to be held. */
@@ -228,6 +190,60 @@ private:
     DravoHandle m_lastHandle = 0;
 
     std::map<std::string, HeartbeatEntry> m_heartbeats;
+};
+
+/* One client's connection to the embedded server: every call of the Backend
+ * interface, made as that client. The calls live beside the state they work
+ * on: connection, heartbeats and records in embeddedserver.cpp, events and
+ * boxes in embeddedboxes.cpp, packets in embeddedpackets.cpp. */
+class EmbeddedBackend final : public Backend
+{
+public:
+    EmbeddedBackend(const std::string& clientId, BackendSink& sink);
+    ~EmbeddedBackend() override;
+    EmbeddedBackend(const EmbeddedBackend&) = delete;
+    EmbeddedBackend& operator=(const EmbeddedBackend&) = delete;
+
+    int connect() override;
+    int disconnect() override;
+    bool isConnected() const override;
+    std::string activeServer() const override;
+    void abandon() override;
+
+    int contendHeartbeat(const std::string& task, const DravoData& record) override;
+    int listHeartbeats(std::vector<DravoHeartbeatInfo>& out) override;
+
+    int getRecord(const std::string& name, DravoData& out) override;
+    int getRecords(const std::vector<std::string>& names, DravoDataList& out) override;
+    int getRecordsByType(const std::string& type, DravoDataList& out) override;
+    int putRecords(const std::vector<DravoData>& records) override;
+    int deleteRecord(const std::string& name) override;
+    int putPartials(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
+                    bool publish) override;
+
+    int sendEvents(int kind, const std::vector<const DravoData*>& records, const std::string& source,
+                   const std::string& domain) override;
+    int createBox(const std::string& name, int kind, int capacity, const std::string& domain) override;
+    int setPersistent(const std::string& name, bool persistent) override;
+    int deleteBox(const std::string& name) override;
+    int connectPort(const std::string& name, unsigned int& port) override;
+    int receive(unsigned int port, DravoDataList& out, const std::string& typeFilter, int maxRecords,
+                long waitMs) override;
+    int boxInfo(const std::string& name, DravoEventBoxInfo& out) override;
+    int listBoxes(std::vector<DravoEventBoxInfo>& out) override;
+
+    int sendPacket(const std::string& target, const DravoData& request, int mode, long expiryMs,
+                   DravoHandle& handle) override;
+    int waitReply(DravoHandle handle, DravoData& reply, long waitMs) override;
+    int releaseHandle(DravoHandle handle) override;
+    int registerReceiver(const std::string& target) override;
+    int unregisterReceiver(const std::string& target) override;
+    int receivePacket(const std::string& target, DravoData& request, DravoHandle& handle, long waitMs) override;
+    int replyPacket(DravoHandle handle, const DravoData& reply) override;
+
+private:
+    EmbeddedServer& m_server;
+    const ClientKey m_client;
 };
 
 } // namespace embedded

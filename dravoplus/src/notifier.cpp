@@ -7,11 +7,18 @@
  * inside a caller's call or under a caller's lock. RemoveListener waits for
  * a delivery in progress, so after it returns the listener is never called
  * again and its owner may be destroyed.
+ *
+ * The thread is started by the first notification and owned by the notifier:
+ * when the process exits it is stopped (notifications still queued are
+ * dropped: their listeners may be gone with the static objects of the
+ * program) and joined. A listener that does not return within a grace period
+ * must not hold the exit hostage, so the wait for the join is bounded.
  */
 #include "clientstate.h"
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <map>
@@ -28,6 +35,9 @@ void DravoStatusListenerBase::onHeartbeatLost(const char*) {}
 void DravoStatusListenerBase::onDictionaryReloaded() {}
 
 namespace {
+
+/* How long the exit waits for a delivery in progress to end. */
+constexpr std::chrono::seconds kStopGrace{2};
 
 struct Pending {
     const void* client; /* null: every client */
@@ -59,6 +69,8 @@ public:
     void post(const void* client, std::function<void(DravoStatusListenerBase&)> call)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_stopping)
+            return;
         startThread();
         m_queue.push_back({client, std::move(call)});
         m_wake.notify_one();
@@ -76,13 +88,35 @@ public:
         waitForDelivery();
     }
 
+    /* Ends the thread: it finishes the delivery in progress, if any, and
+     * delivers nothing more. Called once, as the process exits. */
+    void stop()
+    {
+        std::thread thread;
+        {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_stopping = true;
+            m_wake.notify_all();
+            if (!m_thread.joinable())
+                return;
+            const bool fromListener = m_thread.get_id() == std::this_thread::get_id();
+            if (fromListener || !m_finishedCv.wait_for(lock, kStopGrace, [this] { return m_finished; })) {
+                /* A listener is exiting the process itself, or hangs: the
+                 * thread ends with the process. */
+                m_thread.detach();
+                return;
+            }
+            thread = std::move(m_thread);
+        }
+        thread.join();
+    }
+
 private:
     void startThread()
     {
-        if (m_started)
+        if (m_thread.joinable())
             return;
-        m_started = true;
-        std::thread([this] { run(); }).detach();
+        m_thread = std::thread([this] { run(); });
     }
 
     /* A delivery in progress ends before this returns (unless we are it). */
@@ -100,12 +134,18 @@ private:
             Pending next;
             {
                 std::unique_lock<std::mutex> lock(m_mutex);
-                m_wake.wait(lock, [this] { return !m_queue.empty(); });
+                m_wake.wait(lock, [this] { return !m_queue.empty() || m_stopping; });
+                if (m_stopping)
+                    break;
                 next = std::move(m_queue.front());
                 m_queue.pop_front();
             }
             deliver(next);
         }
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_queue.clear();
+        m_finished = true;
+        m_finishedCv.notify_all();
     }
 
     void deliver(const Pending& p)
@@ -142,16 +182,25 @@ private:
     std::recursive_mutex m_delivery;
     std::deque<Pending> m_queue;
     std::map<const void*, std::vector<DravoStatusListenerBase*>> m_listeners;
-    bool m_started = false;
+    std::thread m_thread;
+    bool m_stopping = false;
+    bool m_finished = false;
+    std::condition_variable m_finishedCv;
     std::atomic<std::thread::id> m_threadId{};
 };
 
-/* Lives until exit: its thread may be delivering while the process ends. */
+/* Never destroyed: other middleware threads and static destructors of the
+ * program may still post while the process ends (and are then ignored). */
 Notifier& notifier()
 {
     static Notifier* n = new Notifier;
     return *n;
 }
+
+/* Stops and joins the notifier thread when the process exits. */
+struct NotifierOwner {
+    ~NotifierOwner() { notifier().stop(); }
+} s_notifierOwner;
 
 } // namespace
 

@@ -11,6 +11,7 @@
 
 #include "dictionary.h"
 #include "fieldcodec.h"
+#include "partialwrite.h"
 
 #include <algorithm>
 #include <cstring>
@@ -435,20 +436,11 @@ int DravoPartialData::ApplyTo(DravoData& record) const
     const DravoRecordType* type = record.recordType();
     if (!type)
         return record.IsGood() ? DRAVO_UNKNOWN_FIELD : DRAVO_UNKNOWN_TYPE;
-    std::vector<char> raw = record.m_raw;
-    for (const Field& f : m_fields) {
-        const DravoFieldDef* def = type->find(f.name.c_str());
-        if (!def)
-            return DRAVO_UNKNOWN_FIELD;
-        if (!def->isFixed())
-            return DRAVO_WRONG_KIND;
-        std::string bytes;
-        DravoFieldKind stored = DravoKindNone;
-        if (int rc = dravo::encodeField(*def, f.kind, f.bytes.data(), f.bytes.size(), bytes, stored))
-            return rc;
-        std::memcpy(raw.data() + def->offset, bytes.data(), bytes.size());
-    }
-    record.m_raw.swap(raw);
+    std::vector<dravo::FieldPatch> patches;
+    if (const int rc = dravo::fieldPatches(*this, *type, patches))
+        return rc;
+    for (const dravo::FieldPatch& patch : patches)
+        std::memcpy(record.m_raw.data() + patch.offset, patch.bytes.data(), patch.bytes.size());
     return DRAVO_OK;
 }
 

@@ -21,7 +21,7 @@
 #include "redisbackend.h"
 
 #include "dictionary.h"
-#include "fieldcodec.h"
+#include "partialwrite.h"
 
 #include <unordered_map>
 
@@ -34,36 +34,6 @@ namespace {
 constexpr int kWriteAttempts = 100;
 /* writeOnce(): nothing was written, the batch must be read again. */
 constexpr int kTryAgain = -1;
-
-/* The records of a batch in the state the batch leaves them, in batch order;
- * the first failure of any entry fails the whole batch. */
-struct AppliedBatch {
-    std::vector<DravoData> results;
-    std::unordered_map<std::string, std::size_t> latest;   /* name -> its newest result */
-};
-
-int applyBatch(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
-               const std::unordered_map<std::string, const redisReply*>& stored, AppliedBatch& batch)
-{
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        DravoData updated;
-        const auto previous = batch.latest.find(names[i]);
-        if (previous != batch.latest.end()) {
-            updated = batch.results[previous->second];
-        } else {
-            const redisReply* form = stored.at(names[i]);
-            if (isNil(form))
-                return DRAVO_NOT_FOUND;
-            if (decodeRecord(form, updated) != DRAVO_OK)
-                return DRAVO_MALFORMED;
-        }
-        if (const int rc = partials[i]->ApplyTo(updated))
-            return rc;
-        batch.results.push_back(std::move(updated));
-        batch.latest[names[i]] = batch.results.size() - 1;
-    }
-    return DRAVO_OK;
-}
 
 /* Count, kind, (name, form) per written record, then each published form. */
 Command writeArguments(const AppliedBatch& batch, bool publish)
@@ -85,19 +55,14 @@ Command writeArguments(const AppliedBatch& batch, bool publish)
 bool appendPatches(const DravoPartialData& partial, Command& args)
 {
     const DravoRecordType* type = dravo::findType(partial.GetTypeName());
-    if (!type)
+    std::vector<FieldPatch> patches;
+    if (!type || fieldPatches(partial, *type, patches) != DRAVO_OK)
         return false;
     args.push_back(partial.GetTypeName());
-    args.push_back(std::to_string(partial.FieldCount()));
-    for (const DravoPartialData::Field& field : partial.fields()) {
-        const DravoFieldDef* def = type->find(field.name.c_str());
-        std::string bytes;
-        DravoFieldKind stored = DravoKindNone;
-        if (!def || !def->isFixed()
-            || dravo::encodeField(*def, field.kind, field.bytes.data(), field.bytes.size(), bytes, stored) != DRAVO_OK)
-            return false;
-        args.push_back(std::to_string(def->offset));
-        args.push_back(std::move(bytes));
+    args.push_back(std::to_string(patches.size()));
+    for (FieldPatch& patch : patches) {
+        args.push_back(std::to_string(patch.offset));
+        args.push_back(std::move(patch.bytes));
     }
     return true;
 }
@@ -214,13 +179,10 @@ int RedisBackend::deleteRecord(const std::string& name)
 int RedisBackend::putPartials(const std::vector<std::string>& names,
                               const std::vector<const DravoPartialData*>& partials, bool publish)
 {
-    if (names.size() != partials.size())
-        return DRAVO_BAD_ARGUMENT;
+    if (const int rc = checkBatch(names, partials))
+        return rc;
     if (!m_connected)
         return DRAVO_NOT_CONNECTED;
-    for (const DravoPartialData* partial : partials)
-        if (!partial)
-            return DRAVO_BAD_ARGUMENT;
     if (names.empty())
         return DRAVO_OK;
     Command patches;
@@ -276,8 +238,14 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
     std::unordered_map<std::string, const redisReply*> forms;
     for (std::size_t i = 0; i < unique.size(); ++i)
         forms[unique[i]] = at(stored[1].get(), i);
+    const auto storedRecord = [&forms](const std::string& name, DravoData& out) {
+        const redisReply* form = forms.at(name);
+        if (isNil(form))
+            return static_cast<int>(DRAVO_NOT_FOUND);
+        return decodeRecord(form, out) == DRAVO_OK ? static_cast<int>(DRAVO_OK) : static_cast<int>(DRAVO_MALFORMED);
+    };
     AppliedBatch batch;
-    if (const int rc = applyBatch(names, partials, forms, batch)) {
+    if (const int rc = applyBatch(names, partials, storedRecord, batch)) {
         connection.command({"UNWATCH"});
         return rc;
     }

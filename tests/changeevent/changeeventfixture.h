@@ -17,7 +17,7 @@
 
 #include <MVShared/MorvaneChangeEvent.h>
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>

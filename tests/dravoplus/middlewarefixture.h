@@ -14,7 +14,7 @@
 #ifndef TESTS_DRAVOPLUS_MIDDLEWAREFIXTURE_H
 #define TESTS_DRAVOPLUS_MIDDLEWAREFIXTURE_H
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 // references, empty files, directories, binary garbage) must be refused with
 // DRAVO_CONFIG_ERROR and a message that names the file and the problem, and
 // must leave the point database exactly as it was.
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <gtest/gtest.h>
 

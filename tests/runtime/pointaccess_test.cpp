@@ -13,7 +13,7 @@
 #include <MVShared/PointIds.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <QtCore/QList>
 #include <QtCore/QMap>

@@ -20,7 +20,7 @@
 #include <MVShared/RemoteSystemResult.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>

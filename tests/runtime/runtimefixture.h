@@ -17,7 +17,7 @@
 
 #include <MVShared/ScadaRuntimeInterface.h>
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <QtCore/QObject>
 #include <QtCore/QString>

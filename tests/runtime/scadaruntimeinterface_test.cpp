@@ -15,7 +15,7 @@
 #include <MVShared/MorvaneTypes.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <QtCore/QMetaMethod>
 #include <QtCore/QMetaObject>

@@ -20,7 +20,7 @@
 
 #include <MVShared/MorvaneChangeEvent.h>
 
-#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
 
 #include <benchmark/benchmark.h>
 #include <hiredis/hiredis.h>

@@ -27,6 +27,9 @@
  *     receive or wait blocks only its caller.
  *   - Listener notifications arrive on a middleware thread, never inside a
  *     caller's call.
+ *
+ * Tests, simulators and benchmarks find further clients in one process, the
+ * call recorder and the embedded server's outage in DravoPlusTesting.h.
  */
 #ifndef DRAVOPLUS_DRAVOPLUS_H
 #define DRAVOPLUS_DRAVOPLUS_H
@@ -35,7 +38,6 @@
 #include <DravoPlus/DravoPlusGlobal.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -146,16 +148,6 @@ struct DravoHeartbeatInfo {
     DravoData record;
 };
 
-/* One recorded middleware call (see SetCallRecording). */
-struct DravoRecordedCall {
-    std::string operation;                      /* "GetDataPoint", "SendEvent", ... */
-    std::vector<std::optional<std::string>> args;  /* scalar arguments as text; nullopt for null */
-    std::vector<std::string> names;             /* name lists, or the data names of a batch */
-    std::vector<DravoData> records;             /* records sent */
-    std::vector<DravoPartialData> partials;     /* partial records written */
-    int result = 0;
-};
-
 /* Plant summary of LoadPlant. */
 struct DravoPlantSummary {
     int stations = 0;
@@ -166,10 +158,6 @@ struct DravoPlantSummary {
     int textPoints = 0;
     int records = 0;          /* records written, name-index records included */
 };
-
-/* A further client of the same server in this process (tests and simulators
- * use it to play a second task); see NewClient. */
-struct DravoClient;
 
 namespace DravoPlus {
 
@@ -331,33 +319,6 @@ DRAVOPLUS_EXPORT int LoadPlant(const char* path, DravoPlantSummary* summary, std
  * $DRAVO_WAIT_SCALE): 0.001 turns a 30-second wait into 30 ms. */
 DRAVOPLUS_EXPORT void SetWaitScale(double scale);
 DRAVOPLUS_EXPORT double WaitScale();
-
-/* ---- Clients ------------------------------------------------------------- */
-
-/* A further client of the current server in this process, with its own
- * connection, listeners, boxes, heartbeat entries and packet targets. Calls
- * made on a thread after UseClient(c) act as that client; UseClient(nullptr)
- * returns the thread to the process's own client. FreeClient behaves like the
- * death of a process: its connection drops without any farewell. */
-DRAVOPLUS_EXPORT DravoClient* NewClient();
-DRAVOPLUS_EXPORT void UseClient(DravoClient* client);
-DRAVOPLUS_EXPORT void FreeClient(DravoClient* client);
-
-/* ---- Observing the middleware (tests, supervision) ----------------------- */
-
-/* While on, every call above (except these) is recorded with its arguments
- * and result, process-wide. */
-DRAVOPLUS_EXPORT void SetCallRecording(bool on);
-/* The recorded calls so far, oldest first, optionally only those of one
- * operation; the whole record is emptied either way. */
-DRAVOPLUS_EXPORT std::vector<DravoRecordedCall> TakeRecordedCalls(const char* operation = nullptr);
-
-/* The embedded server's simulated outage: while it is down every call fails
- * with DRAVO_NOT_CONNECTED, blocked receives and waits return, listeners hear
- * onMidDisconnected, and non-persistent boxes are gone. When it comes back,
- * clients that wanted a connection reconnect and hear onMidConnected.
- * DRAVO_BAD_ARGUMENT when the process does not use the embedded server. */
-DRAVOPLUS_EXPORT int SetEmbeddedServerOnline(bool online);
 
 } // namespace DravoPlus
 
