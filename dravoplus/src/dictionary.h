@@ -14,6 +14,8 @@
 
 #include <DravoPlus/DravoData.h>
 
+#include "autotest.h"
+
 #include <map>
 #include <memory>
 #include <string>
@@ -60,7 +62,7 @@ std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::
  * Never null: a process whose dictionary could not be loaded has an empty
  * one and dictionaryError() says why. */
 const Dictionary& dictionary();
-const DravoRecordType* findType(const char* name);
+DRAVO_AUTOTEST_EXPORT const DravoRecordType* findType(const char* name);
 std::string dictionaryError();
 /* Puts the dictionary of path in force; the previous one stays on failure. */
 int loadDictionary(const std::string& path, std::string& error);

@@ -13,6 +13,7 @@
 #ifndef DRAVOPLUS_PARTIALWRITE_H
 #define DRAVOPLUS_PARTIALWRITE_H
 
+#include "autotest.h"
 #include "dictionary.h"
 
 #include <DravoPlus/DravoPlus.h>
@@ -34,10 +35,12 @@ struct FieldPatch {
 
 /* The patches partial makes to a record of type, in put order; the first
  * field that type lacks, or that does not take its value, gives its code. */
-int fieldPatches(const DravoPartialData& partial, const DravoRecordType& type, std::vector<FieldPatch>& out);
+DRAVO_AUTOTEST_EXPORT int fieldPatches(const DravoPartialData& partial, const DravoRecordType& type,
+                                       std::vector<FieldPatch>& out);
 
 /* DRAVO_BAD_ARGUMENT unless every entry has a partial and a name for it. */
-int checkBatch(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials);
+DRAVO_AUTOTEST_EXPORT int checkBatch(const std::vector<std::string>& names,
+                                 const std::vector<const DravoPartialData*>& partials);
 
 /* The stored record of a name, copied into out: DRAVO_OK, DRAVO_NOT_FOUND, or
  * the code of a record that cannot be read. */
@@ -52,8 +55,8 @@ struct AppliedBatch {
 
 /* Applies names[i] <- partials[i] in order, reading each record from stored
  * once; on failure batch holds nothing that may be written. */
-int applyBatch(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
-               const StoredRecord& stored, AppliedBatch& batch);
+DRAVO_AUTOTEST_EXPORT int applyBatch(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
+                                     const StoredRecord& stored, AppliedBatch& batch);
 
 } // namespace dravo
 

@@ -6,21 +6,21 @@
  * whatever the count.
  *
  * A partial write is atomic with the publication of its raw changes, and all
- * or nothing. Its usual form (every partial names the type of the record it
- * goes to) is one script call: the fields are encoded here, where the
- * dictionary is, into the bytes each puts at its offset, and the script
- * patches the stored records, stores them and delivers the changes in one
- * step. Any other batch (a partial of another type than its record's, whose
- * fields must then be found by name in the record's own type) reads the
- * stored records under WATCH, applies the partials here exactly as the
- * embedded server does, and writes the results with their changes in one
- * transaction; if a record changed in between, nothing is written and the
- * write starts again. Either way no reader ever sees a value without its
- * change event queued, nor an event without its value.
+ * or nothing, by the rules of partialwrite.h. Its usual form (every partial
+ * names the type of the record it goes to) is one script call: the fields
+ * are encoded on this side, where the dictionary is, into the bytes each puts
+ * at its offset (patchScriptArguments), and the script patches the stored
+ * records, stores them and delivers the changes in one step. Any other batch
+ * (a partial of another type than its record's, whose fields must then be
+ * found by name in the record's own type) reads the stored records under
+ * WATCH, applies the batch with the same rules as the embedded server, and
+ * writes the results with their changes in one transaction; if a record
+ * changed in between, nothing is written and the write starts again. Either
+ * way no reader ever sees a value without its change event queued, nor an
+ * event without its value.
  */
 #include "redisbackend.h"
 
-#include "dictionary.h"
 #include "partialwrite.h"
 
 #include <unordered_map>
@@ -47,38 +47,6 @@ Command writeArguments(const AppliedBatch& batch, bool publish)
         for (const DravoData& record : batch.results)
             args.push_back(DravoPlus::SerializeRecord(record));
     return args;
-}
-
-/* Appends the fields of a partial as (offset, bytes) for a record of the
- * partial's own type; false when one does not encode (the general path then
- * decides what that means for the stored record). */
-bool appendPatches(const DravoPartialData& partial, Command& args)
-{
-    const DravoRecordType* type = dravo::findType(partial.GetTypeName());
-    std::vector<FieldPatch> patches;
-    if (!type || fieldPatches(partial, *type, patches) != DRAVO_OK)
-        return false;
-    args.push_back(partial.GetTypeName());
-    args.push_back(std::to_string(patches.size()));
-    for (FieldPatch& patch : patches) {
-        args.push_back(std::to_string(patch.offset));
-        args.push_back(std::move(patch.bytes));
-    }
-    return true;
-}
-
-/* The arguments of the patch script for a batch; false when some partial
- * cannot go that way. */
-bool patchArguments(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
-                    bool publish, Command& args)
-{
-    args = {publish ? "1" : "0", std::to_string(DRAVO_EVENT_RAW_CHANGE), std::to_string(names.size())};
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        args.push_back(names[i]);
-        if (!appendPatches(*partials[i], args))
-            return false;
-    }
-    return true;
 }
 
 /* The unique names of a batch, and their keys. */
@@ -186,7 +154,7 @@ int RedisBackend::putPartials(const std::vector<std::string>& names,
     if (names.empty())
         return DRAVO_OK;
     Command patches;
-    const bool patchable = patchArguments(names, partials, publish, patches);
+    const bool patchable = patchScriptArguments(names, partials, publish, patches);
     return exchange([&](RedisConnection& connection) -> int {
         if (patchable) {
             const Reply reply = runScript(connection, Script::Patch, patches);

@@ -28,6 +28,9 @@
  */
 #include "redisscripts.h"
 
+#include "dictionary.h"
+#include "partialwrite.h"
+
 #include <array>
 #include <mutex>
 
@@ -396,10 +399,6 @@ std::size_t indexOf(Script script)
     return 0;
 }
 
-std::string source(Script script)
-{
-    return std::string(kLibrary) + kScripts[indexOf(script)].body;
-}
 
 std::string knownDigest(Script script)
 {
@@ -415,7 +414,43 @@ Command withArgs(Command head, const Command& args)
     return head;
 }
 
+/* Appends the fields of a partial as (offset, bytes) for a record of the
+ * partial's own type; false when one does not encode (the general path then
+ * decides what that means for the stored record). */
+bool appendPatches(const DravoPartialData& partial, Command& args)
+{
+    const DravoRecordType* type = dravo::findType(partial.GetTypeName());
+    std::vector<FieldPatch> patches;
+    if (!type || fieldPatches(partial, *type, patches) != DRAVO_OK)
+        return false;
+    args.push_back(partial.GetTypeName());
+    args.push_back(std::to_string(patches.size()));
+    for (FieldPatch& patch : patches) {
+        args.push_back(std::to_string(patch.offset));
+        args.push_back(std::move(patch.bytes));
+    }
+    return true;
+}
+
 } // namespace
+
+std::string scriptSource(Script script)
+{
+    return std::string(kLibrary) + kScripts[indexOf(script)].body;
+}
+
+bool patchScriptArguments(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials,
+                          bool publish, Command& args)
+{
+    args = {publish ? "1" : "0", std::to_string(DRAVO_EVENT_RAW_CHANGE), std::to_string(names.size())};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        args.push_back(names[i]);
+        if (!appendPatches(*partials[i], args))
+            return false;
+    }
+    return true;
+}
+
 
 std::string recordKey(const std::string& name)
 {
@@ -444,7 +479,7 @@ std::string replyKey(const std::string& handle)
 
 bool loadScript(RedisConnection& connection, Script script)
 {
-    const Reply reply = connection.command({"SCRIPT", "LOAD", source(script)});
+    const Reply reply = connection.command({"SCRIPT", "LOAD", scriptSource(script)});
     const std::string sha = text(reply.get());
     if (!reply || isError(reply.get()) || sha.empty())
         return false;
@@ -458,14 +493,14 @@ Command scriptCommand(Script script, const Command& args)
 {
     const std::string sha = knownDigest(script);
     if (sha.empty())
-        return withArgs({"EVAL", source(script)}, args);
+        return withArgs({"EVAL", scriptSource(script)}, args);
     return withArgs({"EVALSHA", sha}, args);
 }
 
 Reply runScript(RedisConnection& connection, Script script, const Command& args)
 {
     if (knownDigest(script).empty() && !loadScript(connection, script))
-        return connection.broken() ? Reply() : connection.command(withArgs({"EVAL", source(script)}, args));
+        return connection.broken() ? Reply() : connection.command(withArgs({"EVAL", scriptSource(script)}, args));
     Reply reply = connection.command(scriptCommand(script, args));
     if (isNoScript(reply.get()) && loadScript(connection, script))
         reply = connection.command(scriptCommand(script, args));

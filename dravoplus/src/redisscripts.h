@@ -11,9 +11,13 @@
 #ifndef DRAVOPLUS_REDISSCRIPTS_H
 #define DRAVOPLUS_REDISSCRIPTS_H
 
+#include "autotest.h"
 #include "redisconnection.h"
 
+#include <DravoPlus/DravoData.h>
+
 #include <string>
+#include <vector>
 
 namespace dravo {
 namespace redis {
@@ -49,7 +53,7 @@ enum class Script {
 };
 
 /* Key names the client side uses directly. */
-std::string recordKey(const std::string& name);
+DRAVO_AUTOTEST_EXPORT std::string recordKey(const std::string& name);
 std::string boxKey(const std::string& name);
 std::string queueKey(const std::string& port);
 std::string packetQueueKey(const std::string& target);
@@ -63,6 +67,16 @@ Reply runScript(RedisConnection& connection, Script script, const Command& args)
 Command scriptCommand(Script script, const Command& args);
 /* Loads the script into the server's cache; false on failure. */
 bool loadScript(RedisConnection& connection, Script script);
+/* The text of a script as the server runs it (the shared functions first). */
+DRAVO_AUTOTEST_EXPORT std::string scriptSource(Script script);
+
+/* The arguments of Script::Patch for a batch (names[i] <- partials[i]): each
+ * partial's fields as the bytes they put at their offsets in a record of the
+ * partial's own type. False when some partial cannot go that way; the batch
+ * must then be applied by the backend itself. */
+DRAVO_AUTOTEST_EXPORT bool patchScriptArguments(const std::vector<std::string>& names,
+                                                const std::vector<const DravoPartialData*>& partials,
+                                                bool publish, Command& args);
 
 } // namespace redis
 } // namespace dravo
