@@ -13,6 +13,12 @@
  * so a backend may call the sink while it holds its own locks.
  *
  * Times handed to a backend are already scaled: real milliseconds.
+ *
+ * A new middleware call is declared in DravoPlus.h, defined in client.cpp,
+ * added here, and implemented once per backend (EmbeddedBackend in
+ * embeddedstate.h, RedisBackend in redisbackend.h); rules that both backends
+ * follow, such as those of partial writes (partialwrite.h), live beside this
+ * interface, not in either backend.
  */
 #ifndef DRAVOPLUS_BACKEND_H
 #define DRAVOPLUS_BACKEND_H
