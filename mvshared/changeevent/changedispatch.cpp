@@ -117,10 +117,14 @@ void MorvaneChangeEvent::compressData(DravoDataList& list)
 void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
 {
     ClientBatch batch;
+    const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
     for (const DravoData& packet : packets) {
         QList<DravoData> changes = ChangePacket::read(packet);
-        for (DravoData& change : changes)
+        for (DravoData& change : changes) {
+            if (tracking)
+                noteDelivered(change);
             batch.add(change);
+        }
     }
     if (!batch.points.isEmpty())
         Q_EMIT dataChanged(batch.pointList());
@@ -150,7 +154,10 @@ void MorvaneChangeEvent::publishAndDeliverToTask(DravoDataList& changes)
     QList<DravoData> status;
     QList<DravoData> analog;
     QList<DravoData> text;
+    const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
     for (DravoData& change : changes) {
+        if (tracking)
+            noteDelivered(change);
         switch (packet.append(change)) {
         case ChangePacket::Status:
             appendTaken(status, change);

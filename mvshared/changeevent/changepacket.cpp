@@ -285,6 +285,15 @@ bool ChangePacket::toChangedEvent(const DravoData& source, DravoData& target)
     return true;
 }
 
+const char* ChangePacket::publishedTypeOf(const char* typeName)
+{
+    for (const CarriedKind& carried : kCarriedKinds) {
+        if (std::strcmp(carried.changeType, typeName) == 0 || std::strcmp(carried.publishedType, typeName) == 0)
+            return carried.publishedType;
+    }
+    return nullptr;
+}
+
 ChangePacket::Kind ChangePacket::kindOfChange(const char* typeName)
 {
     for (const CarriedKind& carried : kCarriedKinds) {

@@ -49,6 +49,10 @@ public:
 
     /* The kind of a change by its type name as read back from a packet. */
     static Kind kindOfChange(const char* typeName);
+    /* The record type a change is published as, by its type name either as
+     * published or as read back ("CHANGED_STATUS" gives "STATUS"); null for
+     * records the packet does not carry. */
+    static const char* publishedTypeOf(const char* typeName);
 
 private:
     QByteArray m_body;

@@ -2,13 +2,15 @@
  * morvanechangeevent.cpp: the life of a change event receiver: its event box,
  * its receiving loop, and how it is started, moved to a new box and stopped.
  *
- * The loop never gives up and never reports: a runtime server that is away is
- * asked again once a second, a box that is missing (first start, a new name
- * after reload, a server that came back without it) is created on the spot,
- * and an empty wait goes straight into the next one. What a batch turns into
- * lives in changedispatch.cpp.
+ * The loop never gives up: a runtime server that is away is asked again once
+ * a second, a box that is missing (first start, a new name after reload, a
+ * server that came back without it) is created on the spot, and an empty wait
+ * goes straight into the next one. What a batch turns into lives in
+ * changedispatch.cpp; how losses are noticed and healed, in changeloss.cpp.
  */
 #include <MVShared/MorvaneChangeEvent.h>
+
+#include "losswatch.h"
 
 #include <QtCore/QUuid>
 
@@ -44,6 +46,7 @@ void registerChangeTypes()
         qRegisterMetaType<mapEvent>("mapEvent");
         qRegisterMetaType<DravoData>("DravoData");
         qRegisterMetaType<QList<DravoData>>("QList<DravoData>");
+        qRegisterMetaType<MorvaneChangeEvent::LossReason>("MorvaneChangeEvent::LossReason");
         return true;
     }();
     Q_UNUSED(registered);
@@ -55,6 +58,7 @@ MorvaneChangeEvent::MorvaneChangeEvent(QObject* parent)
     : QThread(parent)
     , m_boxName(newBoxName(kClientBoxPrefix))
     , m_stopRequest(0)
+    , m_boxCapacity(kBoxCapacity)
 {
     registerChangeTypes();
 }
@@ -75,6 +79,16 @@ bool MorvaneChangeEvent::isServerMode() const
     return m_serverMode;
 }
 
+void MorvaneChangeEvent::setBoxCapacity(int capacity)
+{
+    m_boxCapacity = capacity;
+}
+
+int MorvaneChangeEvent::boxCapacity() const
+{
+    return m_boxCapacity;
+}
+
 void MorvaneChangeEvent::init()
 {
     if (m_boxCreated)
@@ -89,6 +103,7 @@ void MorvaneChangeEvent::reload()
 {
     stopAndWait();
     m_boxName = newBoxName(kServerBoxPrefix);
+    m_hadBox = false;
     start(QThread::InheritPriority);
 }
 
@@ -132,16 +147,22 @@ void MorvaneChangeEvent::run()
     m_stopRequest.storeRelaxed(0);
     const QByteArray name = boxNameBytes();
     for (;;) {
+        watchLossesIfWanted();
         unsigned int port = 0;
         const int result = DravoPlus::ConnectPortForRecv(name.constData(), port, nullptr, nullptr);
-        if (result == DRAVO_OK)
+        if (result == DRAVO_OK) {
+            m_hadBox = true;
             receiveWhileConnected(port);
-        else if (result == DRAVO_NOT_FOUND)
+        } else if (result == DRAVO_NOT_FOUND) {
+            if (m_hadBox)
+                reportLoss(-1, BoxRecreated);
             createBox(name);
-        else
+        } else {
             QThread::msleep(kRetryPauseMs);
+        }
         if (m_stopRequest.loadRelaxed() != 0) {
             m_stopRequest.storeRelaxed(0);
+            stopWatchingLosses();
             return;
         }
     }
@@ -160,6 +181,8 @@ void MorvaneChangeEvent::receiveWhileConnected(unsigned int port)
         DravoPlus::DestoryDravoDataList(list);
         if (result != DRAVO_OK && result != DRAVO_TIMEOUT)
             break;
+        watchLossesIfWanted();
+        resyncIfDue(result == DRAVO_TIMEOUT);
     }
     QThread::msleep(kRetryPauseMs);
 }
@@ -190,6 +213,6 @@ int MorvaneChangeEvent::boxKind() const
  * receiver's box, so it is not kept. Failures show on the next connect. */
 void MorvaneChangeEvent::createBox(const QByteArray& name) const
 {
-    DravoPlus::CreateEventBox(name.constData(), boxKind(), kBoxCapacity, nullptr, nullptr);
+    DravoPlus::CreateEventBox(name.constData(), boxKind(), m_boxCapacity, nullptr, nullptr);
     DravoPlus::SetPersistent(name.constData(), false, nullptr, nullptr);
 }

@@ -17,6 +17,13 @@
  *
  * Configure (setServerMode, then init) before start(); stop with
  * prepareShutDown/shutDown or by destroying the object.
+ *
+ * A receiver never misses changes silently: whenever changes may have been
+ * lost on the way (its box overflowed, the box had to be made again, the
+ * connection dropped, the runtime server changed) it emits changesLost. With
+ * setResyncOnLoss(true) it then also reads the current records of the points
+ * it has delivered and delivers them like changes, so that the displays (in
+ * server mode: every operator application) converge without anybody acting.
  */
 #ifndef MVSHARED_MORVANECHANGEEVENT_H
 #define MVSHARED_MORVANECHANGEEVENT_H
@@ -36,6 +43,11 @@
 #include <boost/signals2/connection.hpp>
 #include <boost/signals2/signal.hpp>
 
+#include <atomic>
+#include <memory>
+#include <set>
+#include <string>
+
 /* The latest change of each point of a batch, by point id. */
 typedef QMap<int, DravoData> mapEvent;
 
@@ -53,6 +65,15 @@ public:
      * raw point records of one batch, in arrival order. */
     typedef boost::signals2::signal<void(const QList<DravoData>&)> ChangeSignal;
 
+    /* How changes may have been lost (see changesLost). */
+    enum LossReason {
+        BoxOverflow,      /* the event box was full and dropped its oldest records */
+        BoxRecreated,     /* the event box was gone (an outage, a server without it) and was made again */
+        ConnectionLost,   /* the connection to the runtime server dropped */
+        ServerChanged     /* another runtime server took over (a failover) */
+    };
+    Q_ENUM(LossReason)
+
     /* Does not start the thread and does not touch the middleware. */
     explicit MorvaneChangeEvent(QObject* parent = nullptr);
     /* Stops the thread and waits for it (see shutDown). */
@@ -66,6 +87,22 @@ public:
     /* Creates the event box from the calling thread, once. Optional: the
      * receiving loop creates a missing box itself. */
     void init();
+
+    /* How many records the event box holds before it drops the oldest
+     * (50000 unless set). Takes effect for a box made afterwards: set it
+     * before init() and start(). */
+    void setBoxCapacity(int capacity);
+    int boxCapacity() const;
+
+    /* Off by default. When on, every loss is followed, once the box has been
+     * emptied (or two seconds at the latest), by a resynchronisation: the
+     * current records of every point delivered since it was turned on are
+     * read from the runtime server (in batches of 500) and handled like a
+     * batch of changes: in client mode emitted through the signals below, in
+     * server mode packed and published to every operator application and
+     * handed to the task's slots. May be set from any thread. */
+    void setResyncOnLoss(bool on);
+    bool resyncOnLoss() const;
 
     /* Asks the thread to stop and returns at once; it ends within one receive
      * wait plus one second. */
@@ -119,6 +156,11 @@ Q_SIGNALS:
     /* Remote unit and channel records, grouped by type name and ordered by id
      * within each. */
     void nonPointdataChanged(const QList<DravoData>& changes);
+    /* Changes may have been lost: count is how many records the box
+     * dropped for BoxOverflow (packets in client mode, raw changes in server
+     * mode), -1 (unknown) for the other reasons. Emitted on a middleware
+     * thread or the receiving thread, as the loss is noticed. */
+    void changesLost(int count, MorvaneChangeEvent::LossReason reason);
 
 protected:
     /* The receiving loop: connect to the box (creating it when missing),
@@ -131,6 +173,8 @@ protected:
     int stopRequest() const;
 
 private:
+    class LossWatch;
+
     void stopAndWait();
     QByteArray boxNameBytes() const;
     int boxKind() const;
@@ -139,11 +183,28 @@ private:
     int receiveBatch(unsigned int port, DravoDataList& list) const;
     void deliverToApplication(const DravoDataList& packets);
     void publishAndDeliverToTask(DravoDataList& changes);
+    /* Losses and resynchronisation (changeloss.cpp). */
+    void watchLossesIfWanted();
+    void stopWatchingLosses();
+    void reportLoss(int count, LossReason reason);
+    void noteDelivered(const DravoData& change);
+    void resyncIfDue(bool boxDrained);
+    bool resync();
 
     QString m_boxName;
     QAtomicInt m_stopRequest;
     bool m_serverMode = false;
     bool m_boxCreated = false;
+    int m_boxCapacity;
+    /* The box was connected once: if it is missing later, it was lost. */
+    bool m_hadBox = false;
+    std::unique_ptr<LossWatch> m_lossWatch;
+    std::atomic<bool> m_resyncOnLoss{false};
+    std::atomic<bool> m_resyncPending{false};
+    std::atomic<long long> m_resyncDueAtMs{0};
+    /* Record names of the points delivered while resync is on (receiving
+     * thread only). */
+    std::set<std::string> m_delivered;
     ChangeSignal m_analogSignal;
     ChangeSignal m_statusSignal;
     ChangeSignal m_textSignal;
