@@ -24,7 +24,7 @@
  * the plant could not be loaded or a check failed, 2 for a wrong command
  * line.
  */
-#include "PlantSimulator.h"
+#include "plantsimulator.h"
 #include "operatorsession.h"
 
 #include <DravoPlus/DravoPlus.h>

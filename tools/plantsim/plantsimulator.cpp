@@ -1,9 +1,9 @@
 /*
- * PlantSimulator.cpp: the concentrator, the drivers and the moving field.
+ * plantsimulator.cpp: the concentrator, the drivers and the moving field.
  */
-#include "PlantSimulator.h"
+#include "plantsimulator.h"
 
-#include "SimulatedFieldDriver.h"
+#include "simulatedfielddriver.h"
 
 #include <MVShared/MorvaneChangeEvent.h>
 #include <MVShared/MorvaneTypes.h>
