@@ -5,6 +5,7 @@
 
 #include "simulatedfielddriver.h"
 
+#include <MVPlant/Plant.h>
 #include <MVShared/MorvaneChangeEvent.h>
 #include <MVShared/MorvaneTypes.h>
 
@@ -68,7 +69,7 @@ bool PlantSimulator::start(QString* error)
         return true;
     if (!m_settings.plantPath.isEmpty()) {
         std::string reason;
-        const int rc = DravoPlus::LoadPlant(m_settings.plantPath.toLocal8Bit().constData(), nullptr, &reason);
+        const int rc = MVPlant::LoadPlant(m_settings.plantPath.toLocal8Bit().constData(), nullptr, &reason);
         if (rc != DRAVO_OK) {
             *error = QString::fromStdString(reason.empty() ? std::string() : reason + ": ") + resultText(rc);
             return false;
