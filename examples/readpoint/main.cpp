@@ -34,7 +34,7 @@ int main(int argc, char** argv)
         return 1;
     }
     const int id = index.GetSignedIntValue("id");
-    const char* type = id > 3000000 ? "TEXT" : id > 200000 ? "ANALOG" : "STATUS";
+    const char* type = MVPlant::isTextId(id) ? "TEXT" : MVPlant::isAnalogId(id) ? "ANALOG" : "STATUS";
     const std::string name = type + std::to_string(id);
     DravoData point;
     if (DravoPlus::GetDataPoint(name.c_str(), point, nullptr, nullptr) != DRAVO_OK) {
