@@ -26,6 +26,7 @@
  */
 #include "operatorsession.h"
 #include "plantsimulator.h"
+#include "resulttext.h"
 
 #include <DravoPlus/DravoPlus.h>
 #include <MVPlant/Plant.h>
@@ -62,11 +63,6 @@ QTextStream& err()
 {
     static QTextStream stream(stderr);
     return stream;
-}
-
-QString resultText(int code)
-{
-    return QString::fromUtf16(DravoPlus::GetErrorString(code)) + QStringLiteral(" (code %1)").arg(code);
 }
 
 /* How each kind of object is found by name and read. */

@@ -3,6 +3,7 @@
  */
 #include "plantsimulator.h"
 
+#include "resulttext.h"
 #include "simulatedfielddriver.h"
 
 #include <MVPlant/Plant.h>
@@ -36,11 +37,6 @@ constexpr double kAnalogStep = 0.02;
 std::uint32_t now()
 {
     return static_cast<std::uint32_t>(QDateTime::currentSecsSinceEpoch());
-}
-
-QString resultText(int code)
-{
-    return QString::fromUtf16(DravoPlus::GetErrorString(code)) + QStringLiteral(" (code %1)").arg(code);
 }
 
 bool holdsPoint(const DravoData& record)
