@@ -1,10 +1,11 @@
 /*
  * readpoint: the smallest program on MVShared. It starts the embedded
- * runtime server, loads a plant, resolves one point name to its id and
- * reads the point's record, the way every operator application begins.
+ * runtime server, loads a plant (MVPlant), resolves one point name to its id
+ * and reads the point's record, the way every operator application begins.
  *
  *   readpoint <plant.json> <point name>
  */
+#include <MVPlant/Plant.h>
 #include <MVShared/MVShared.h>
 
 #include <cstdio>
@@ -23,7 +24,7 @@ int main(int argc, char** argv)
         return 1;
     }
     std::string error;
-    if (DravoPlus::LoadPlant(argv[1], nullptr, &error) != DRAVO_OK) {
+    if (MVPlant::LoadPlant(argv[1], nullptr, &error) != DRAVO_OK) {
         std::fprintf(stderr, "%s\n", error.c_str());
         return 1;
     }
@@ -33,7 +34,7 @@ int main(int argc, char** argv)
         return 1;
     }
     const int id = index.GetSignedIntValue("id");
-    const char* type = id > 3000000 ? "TEXT" : id > 200000 ? "ANALOG" : "STATUS";
+    const char* type = MVPlant::isTextId(id) ? "TEXT" : MVPlant::isAnalogId(id) ? "ANALOG" : "STATUS";
     const std::string name = type + std::to_string(id);
     DravoData point;
     if (DravoPlus::GetDataPoint(name.c_str(), point, nullptr, nullptr) != DRAVO_OK) {

@@ -10,6 +10,8 @@
  */
 #include <MVShared/ScadaRuntimeInterface.h>
 
+#include <MVPlant/Vocabulary.h>
+
 #include <QtCore/QReadLocker>
 #include <QtCore/QWriteLocker>
 #include <QtCore/QtEndian>
@@ -33,18 +35,10 @@ QString recordName(const QString& nameTemplate, int id)
     return nameTemplate.arg(id, 0, 10, QChar(' '));
 }
 
-/* The read routing: 200000..2999999 analog, below status, above text. It is
- * one lower than the classifiers' bounds, and stays so. */
-enum class ReadKind { Analog, Status, Text };
-
-ReadKind readKindOf(int id)
-{
-    if (id >= 200000 && id <= 2999999)
-        return ReadKind::Analog;
-    if (id < 200000)
-        return ReadKind::Status;
-    return ReadKind::Text;
-}
+/* Reads route by MVPlant::readKindOf: one lower than the classifiers'
+ * bounds, and it stays so. */
+using ReadKind = MVPlant::PointKind;
+using MVPlant::readKindOf;
 
 /* Names looked up under a prefix ("@C::", "@R::"); nothing is cached. */
 QMap<QString, int> prefixedIds(const QString& prefix, const QList<QString>& names)

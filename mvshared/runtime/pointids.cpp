@@ -5,27 +5,21 @@
 #include <MVShared/PointIds.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
-namespace {
-
-constexpr int kFirstStatusId = 100001;
-constexpr int kLastStatusId = 200000;
-constexpr int kLastAnalogId = 3000000;
-
-} // namespace
+#include <MVPlant/Vocabulary.h>
 
 bool Morvane::isStatusPoint(int id)
 {
-    return id >= kFirstStatusId && id <= kLastStatusId;
+    return MVPlant::isStatusId(id);
 }
 
 bool Morvane::isAnalogPointPoint(int id)
 {
-    return id > kLastStatusId && id <= kLastAnalogId;
+    return MVPlant::isAnalogId(id);
 }
 
 bool Morvane::isTextPointPoint(int id)
 {
-    return id > kLastAnalogId;
+    return MVPlant::isTextId(id);
 }
 
 Morvane::PointTypeCode Morvane::pointTypeById(int id)

@@ -12,6 +12,8 @@
  */
 #include <MVShared/ScadaRuntimeInterface.h>
 
+#include <MVPlant/Vocabulary.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
 
@@ -39,18 +41,9 @@ const unsigned kHighestWritableTextFormat = 3;
 const std::int32_t kAnalogChangeLimitState = 5;
 const std::int32_t kAnalogChangeFlag = 2;
 
-enum class WriteKind { Analog, Status, Text };
-
-/* The write routing: 200001..2999999 analog, below 200000 status, the rest
- * (200000 included) text. */
-WriteKind writeKindOf(int id)
-{
-    if (id > 200000 && id <= 2999999)
-        return WriteKind::Analog;
-    if (id < 200000)
-        return WriteKind::Status;
-    return WriteKind::Text;
-}
+/* Writes route by MVPlant::writeKindOf, 200000 itself to "TEXT". */
+using WriteKind = MVPlant::PointKind;
+using MVPlant::writeKindOf;
 
 std::uint32_t secondsNow()
 {
@@ -196,7 +189,7 @@ int ScadaRuntimeInterface::manualReplaceRelease(int id)
     if (const int rc = partial.PutValue("isDirty", std::int32_t{1}))
         return rc;
     if (putPartialUpdate(id, partial) == 0) {
-        if (id <= 200000)
+        if (id <= MVPlant::kStatusLast)
             needStatusDatapointUpdate(id);
         else
             needAnalogDatapointUpdate(id);
@@ -225,7 +218,7 @@ int ScadaRuntimeInterface::applyTagToPoint(int id, Morvane::Tagging tag)
     }
     const int rc = putPartialUpdate(id, partial);
     if (rc == 0) {
-        if (id > 200000 && id <= 2999999)
+        if (writeKindOf(id) == WriteKind::Analog)
             needAnalogDatapointUpdate(id);
         else
             needStatusDatapointUpdate(id);
@@ -247,7 +240,7 @@ int ScadaRuntimeInterface::removeTagToPoint(int id, Morvane::Tagging tag)
     if (const int rc = partial.PutValue("isDirty", std::int32_t{1}))
         return rc;
     if (putPartialUpdate(id, partial) == 0) {
-        if (id <= 200000)
+        if (id <= MVPlant::kStatusLast)
             needStatusDatapointUpdate(id);
         else
             needAnalogDatapointUpdate(id);

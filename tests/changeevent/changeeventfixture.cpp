@@ -5,6 +5,8 @@
 #include <eventwait.h>
 #include <isolatedsettings.h>
 
+#include <MVPlant/Plant.h>
+
 #include <QtCore/QDataStream>
 
 #include <zlib.h>
@@ -351,8 +353,8 @@ void ChangeEventTest::loadPlant()
     if (loadedInto.count(server) != 0)
         return;
     std::string error;
-    DravoPlantSummary summary;
-    ASSERT_EQ(DravoPlus::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
+    MVPlant::PlantSummary summary;
+    ASSERT_EQ(MVPlant::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
     loadedInto.insert(server);
 }
 

@@ -11,6 +11,8 @@
 #include "isolatedsettings.h"
 #include "redisserver.h"
 
+#include <MVPlant/Plant.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -559,9 +561,9 @@ TEST_F(RedisBackendTest, LoadPlantWritesThePlantThatOtherClientsRead)
     ASSERT_FALSE(address.empty());
     ASSERT_EQ(useServers(address), DRAVO_OK);
     ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
-    DravoPlantSummary summary;
+    MVPlant::PlantSummary summary;
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
     EXPECT_GT(summary.statusPoints, 0);
     EXPECT_GT(summary.records, summary.statusPoints);
 

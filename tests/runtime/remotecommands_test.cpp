@@ -11,9 +11,9 @@
 // test changes are put back as they were.
 #include "runtimefixture.h"
 
-#if __has_include(<SimulatedFieldDriver.h>)
+#if __has_include(<simulatedfielddriver.h>)
 
-#include <SimulatedFieldDriver.h>
+#include <simulatedfielddriver.h>
 
 #include <MVShared/MorvaneTexts.h>
 #include <MVShared/MorvaneTypes.h>
@@ -709,4 +709,4 @@ TEST_F(RemoteCommandsTest, TargetIsDriverAndTheNumber)
 } // namespace
 } // namespace runtimetest
 
-#endif // __has_include(<SimulatedFieldDriver.h>)
+#endif // __has_include(<simulatedfielddriver.h>)

@@ -5,6 +5,8 @@
 
 #include <isolatedsettings.h>
 
+#include <MVPlant/Plant.h>
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
 
@@ -221,8 +223,8 @@ void RuntimeTest::prepareProcessOnce()
     DravoPlus::SetWaitScale(kWaitScale);
     ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
     std::string error;
-    DravoPlantSummary summary;
-    ASSERT_EQ(DravoPlus::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
+    MVPlant::PlantSummary summary;
+    ASSERT_EQ(MVPlant::LoadPlant(MV_SAMPLE_PLANT, &summary, &error), DRAVO_OK) << error;
 }
 
 void RuntimeTest::SetUp()

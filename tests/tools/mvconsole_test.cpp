@@ -16,7 +16,7 @@
 #include "pointtablemodel.h"
 #include "pointtableview.h"
 
-#include "PlantSimulator.h"
+#include "plantsimulator.h"
 
 #include <MVShared/PointMimeData.h>
 

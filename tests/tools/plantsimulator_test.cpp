@@ -3,8 +3,8 @@
 // driver per driver number answering controls, a field that moves at the set
 // rate with every change reaching an operator application, and points
 // replaced by hand left alone by the field.
-#include "PlantSimulator.h"
-#include "SimulatedFieldDriver.h"
+#include "plantsimulator.h"
+#include "simulatedfielddriver.h"
 #include "eventwait.h"
 #include "isolatedsettings.h"
 

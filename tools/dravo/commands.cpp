@@ -11,6 +11,7 @@
 #include "recordtext.h"
 
 #include <DravoPlus/DravoPlus.h>
+#include <MVPlant/Plant.h>
 
 #include <cstdlib>
 #include <iomanip>
@@ -197,9 +198,9 @@ Outcome cmdPut(const Words& args, Session& s)
 
 Outcome cmdLoad(const Words& args, Session& s)
 {
-    DravoPlantSummary summary;
+    MVPlant::PlantSummary summary;
     std::string error;
-    const int rc = DravoPlus::LoadPlant(args[0].c_str(), &summary, &error);
+    const int rc = MVPlant::LoadPlant(args[0].c_str(), &summary, &error);
     if (rc != DRAVO_OK)
         return failure(s, rc, error);
     s.out << "loaded " << summary.stations << " stations, " << summary.channels << " channels, "

@@ -7,6 +7,8 @@
  */
 #include "recordtext.h"
 
+#include <QtCore/QString>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -36,25 +38,6 @@ std::string numberText(const char* bytes, std::size_t size)
     else
         text << value;
     return text.str();
-}
-
-void appendUtf8(std::string& out, char32_t c)
-{
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
 }
 
 /* Length of the UTF-8 sequence a lead byte starts, 0 for a byte that cannot
@@ -342,17 +325,7 @@ void printVariableFields(std::ostream& out, const DravoData& record, int indent,
 
 std::string utf8(const std::u16string& text)
 {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char32_t c = text[i];
-        const bool high = c >= 0xD800 && c < 0xDC00;
-        if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000)
-            c = 0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00);
-        else if (c >= 0xD800 && c < 0xE000)
-            c = 0xFFFD;
-        appendUtf8(out, c);
-    }
-    return out;
+    return QString::fromUtf16(text.data(), static_cast<int>(text.size())).toStdString();
 }
 
 std::string valueText(DravoFieldKind kind, const char* bytes, std::size_t size)

@@ -24,7 +24,8 @@ void printRecord(std::ostream& out, const DravoData& record, int indent = 0);
 /* The text of one value of the given kind held in size bytes. */
 std::string valueText(DravoFieldKind kind, const char* bytes, std::size_t size);
 
-/* A UTF-16 text (a result code's text, a utf16 field) as UTF-8. */
+/* A UTF-16 text (a result code's text, a utf16 field) as UTF-8, converted
+ * by Qt (an unpaired surrogate becomes '?'). */
 std::string utf8(const std::u16string& text);
 
 /* One FIELD=VALUE argument split at its first '='. */

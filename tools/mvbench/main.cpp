@@ -9,6 +9,7 @@
 #include "benchcontext.h"
 
 #include <DravoPlus/DravoPlus.h>
+#include <MVPlant/Plant.h>
 
 #include <QtCore/QCoreApplication>
 
@@ -95,7 +96,7 @@ void mvbench::ensurePlant()
         return;
     std::string error;
     if (DravoPlus::ConnectMid(nullptr) != DRAVO_OK
-        || DravoPlus::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error) != DRAVO_OK) {
+        || MVPlant::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error) != DRAVO_OK) {
         std::fprintf(stderr, "mvbench: cannot load the sample plant: %s\n", error.c_str());
         std::exit(1);
     }

@@ -21,6 +21,7 @@
 #include <MVShared/MorvaneChangeEvent.h>
 
 #include <DravoPlus/DravoPlusTesting.h>
+#include <MVPlant/Vocabulary.h>
 
 #include <benchmark/benchmark.h>
 #include <hiredis/hiredis.h>
@@ -42,6 +43,8 @@ constexpr int kStreamChanges = 20000;
 constexpr int kStreamClients = 4;
 constexpr int kCommands = 2000;
 const char* const kDriverTarget = "mvbench-driver";
+/* The record of the sample plant's first status point. */
+const std::string kFirstStatusRecord = "STATUS" + std::to_string(MVPlant::kStatusFirst);
 
 /* ---- A side connection to the Redis server, for counting and baselines ---- */
 
@@ -259,7 +262,7 @@ void BM_ChangeStreamBaseline_PubSub(benchmark::State& state)
     }
     while (subscribed.load() < kStreamClients)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    DravoData change("STATUS", "STATUS100001");
+    DravoData change("STATUS", kFirstStatusRecord.c_str());
     const std::string body = DravoPlus::SerializeRecord(change);
     long target = 0;
     for (auto _ : state) {
@@ -377,7 +380,7 @@ void BM_CommandBaseline_OneRead(benchmark::State& state)
         for (int i = 0; i < kCommands; ++i) {
             const auto start = std::chrono::steady_clock::now();
             DravoData record;
-            DravoPlus::GetDataPoint("STATUS100001", record, nullptr, nullptr);
+            DravoPlus::GetDataPoint(kFirstStatusRecord.c_str(), record, nullptr, nullptr);
             us.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
         }
     }

@@ -10,7 +10,7 @@
 #ifndef MVCONSOLE_CONSOLEWINDOW_H
 #define MVCONSOLE_CONSOLEWINDOW_H
 
-#include "PlantIndex.h"
+#include "plantindex.h"
 
 #include <MVShared/MorvaneChangeEvent.h>
 #include <MVShared/MorvaneTypes.h>

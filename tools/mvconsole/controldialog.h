@@ -9,7 +9,7 @@
 #ifndef MVCONSOLE_CONTROLDIALOG_H
 #define MVCONSOLE_CONTROLDIALOG_H
 
-#include "PlantIndex.h"
+#include "plantindex.h"
 
 #include <MVShared/RemoteSystemResult.h>
 

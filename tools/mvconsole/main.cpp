@@ -18,7 +18,7 @@
 #include "consolewindow.h"
 #include "pointtablemodel.h"
 
-#include "PlantSimulator.h"
+#include "plantsimulator.h"
 
 #include <DravoPlus/DravoPlus.h>
 

@@ -6,7 +6,7 @@
 #ifndef MVCONSOLE_POINTBROWSER_H
 #define MVCONSOLE_POINTBROWSER_H
 
-#include "PlantIndex.h"
+#include "plantindex.h"
 
 #include <QtWidgets/QTreeWidget>
 

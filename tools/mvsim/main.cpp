@@ -24,18 +24,17 @@
  * the plant could not be loaded or a check failed, 2 for a wrong command
  * line.
  */
-#include "PlantSimulator.h"
 #include "operatorsession.h"
+#include "plantsimulator.h"
+#include "resulttext.h"
 
 #include <DravoPlus/DravoPlus.h>
+#include <MVPlant/Plant.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 #include <QTextStream>
@@ -49,13 +48,6 @@
 #include <vector>
 
 namespace {
-
-/* Object types of the name-index records. */
-constexpr int kObjectStatus = 0;
-constexpr int kObjectAnalog = 1;
-constexpr int kObjectRemoteUnit = 2;
-constexpr int kObjectChannel = 3;
-constexpr int kObjectText = 5;
 
 /* Points read back by name: this many from the start, middle and end of each
  * kind's list, so that a plant's whole id range is touched. */
@@ -73,27 +65,30 @@ QTextStream& err()
     return stream;
 }
 
-QString resultText(int code)
-{
-    return QString::fromUtf16(DravoPlus::GetErrorString(code)) + QStringLiteral(" (code %1)").arg(code);
-}
-
-/* One object the demo looks up by name. */
-struct NamedObject {
-    QString kind;           /* "status point", "channel", ... */
-    QString name;           /* as in the plant file */
-    QString indexKey;       /* its name-index record */
-    QString recordPrefix;   /* "STATUS", "COMMLINK", ... */
-    int objectType = 0;
-    int id = 0;             /* the id the plant file gives it */
+/* How each kind of object is found by name and read. */
+struct ObjectKind {
+    const char* label;          /* "status point", "channel", ... */
+    const char* indexPrefix;    /* before the name in its name-index record */
+    const char* recordPrefix;   /* "STATUS", "COMMLINK", ... */
+    int objectType;
 };
 
-/* What the demo takes from the plant file to read back. */
-struct PlantOutline {
+const ObjectKind kStatusPoint{"status point", "", "STATUS", MVPlant::kStatusObject};
+const ObjectKind kAnalogPoint{"analog point", "", "ANALOG", MVPlant::kAnalogObject};
+const ObjectKind kTextPoint{"text point", "", "TEXT", MVPlant::kTextObject};
+const ObjectKind kChannel{"channel", "@C::", "COMMLINK", MVPlant::kChannelObject};
+const ObjectKind kRemoteUnit{"remote unit", "@R::", "REMOTEUNIT", MVPlant::kRemoteUnitObject};
+
+/* One object of the plant that the demo looks up by name, as the plant file
+ * gives it. */
+struct Lookup {
+    const ObjectKind* kind = nullptr;
+    int id = 0;
     QString name;
-    QVector<NamedObject> points;
-    QVector<NamedObject> channels;
-    QVector<NamedObject> remoteUnits;
+
+    QString label() const { return QLatin1String(kind->label); }
+    QString indexKey() const { return QLatin1String(kind->indexPrefix) + name; }
+    std::string dataName() const { return kind->recordPrefix + std::to_string(id); }
 };
 
 /* Picks up to kPointsPerKind items spread over a list. */
@@ -111,65 +106,25 @@ QVector<int> spreadIndexes(int size)
     return picked;
 }
 
-NamedObject namedObject(const QJsonObject& item, const QString& kind, const QString& prefix,
-                        const QString& recordPrefix, int objectType)
+template <typename Object>
+Lookup lookupOf(const ObjectKind& kind, const Object& o)
 {
-    NamedObject o;
-    o.kind = kind;
-    o.name = item.value(QStringLiteral("name")).toString();
-    o.indexKey = prefix + o.name;
-    o.recordPrefix = recordPrefix;
-    o.objectType = objectType;
-    o.id = item.value(QStringLiteral("id")).toInt();
-    return o;
+    return Lookup{&kind, o.id, QString::fromStdString(o.name)};
 }
 
-/* Reads the plant file with Qt's own JSON reader, independently of the
- * loader, so that the read-back compares against the file itself. */
-bool readOutline(const QString& path, PlantOutline& outline, QString& why)
+/* The points spread over one kind's list. */
+template <typename Point>
+void appendSpread(QVector<Lookup>& out, const ObjectKind& kind, const std::vector<Point>& points)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        why = file.errorString();
-        return false;
-    }
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &parseError);
-    if (parseError.error != QJsonParseError::NoError || !doc.isObject()) {
-        why = parseError.errorString();
-        return false;
-    }
-    const QJsonObject top = doc.object();
-    outline.name = top.value(QStringLiteral("plant")).toString();
-
-    struct Kind {
-        const char* member;
-        const char* label;
-        const char* record;
-        int objectType;
-    };
-    const Kind kinds[] = {{"status", "status point", "STATUS", kObjectStatus},
-                          {"analog", "analog point", "ANALOG", kObjectAnalog},
-                          {"text", "text point", "TEXT", kObjectText}};
-    const QJsonObject points = top.value(QStringLiteral("points")).toObject();
-    for (const Kind& kind : kinds) {
-        const QJsonArray list = points.value(QLatin1String(kind.member)).toArray();
-        for (int i : spreadIndexes(list.size()))
-            outline.points.append(namedObject(list.at(i).toObject(), QLatin1String(kind.label), QString(),
-                                              QLatin1String(kind.record), kind.objectType));
-    }
-    for (const QJsonValue& v : top.value(QStringLiteral("channels")).toArray())
-        outline.channels.append(namedObject(v.toObject(), QStringLiteral("channel"), QStringLiteral("@C::"),
-                                            QStringLiteral("COMMLINK"), kObjectChannel));
-    for (const QJsonValue& v : top.value(QStringLiteral("remoteUnits")).toArray())
-        outline.remoteUnits.append(namedObject(v.toObject(), QStringLiteral("remote unit"), QStringLiteral("@R::"),
-                                               QStringLiteral("REMOTEUNIT"), kObjectRemoteUnit));
-    return true;
+    for (int i : spreadIndexes(static_cast<int>(points.size())))
+        out.append(lookupOf(kind, points[static_cast<std::size_t>(i)]));
 }
 
-std::string dataName(const NamedObject& o)
+template <typename Object>
+void appendAll(QVector<Lookup>& out, const ObjectKind& kind, const std::vector<Object>& objects)
 {
-    return (o.recordPrefix + QString::number(o.id)).toStdString();
+    for (const Object& o : objects)
+        out.append(lookupOf(kind, o));
 }
 
 /* ---- The demo ------------------------------------------------------------- */
@@ -188,7 +143,7 @@ public:
     {
         if (!connectToServer() || !loadPlant())
             return 1;
-        readPlantOutline();
+        readPlantFile();
         resolveNames();
         readPointsInOneBatch();
         readAllChannels();
@@ -220,7 +175,7 @@ private:
         std::string error;
         QElapsedTimer timer;
         timer.start();
-        const int rc = DravoPlus::LoadPlant(QFile::encodeName(m_plantPath).constData(), &m_summary, &error);
+        const int rc = MVPlant::LoadPlant(QFile::encodeName(m_plantPath).constData(), &m_summary, &error);
         m_loadMs = static_cast<double>(timer.nsecsElapsed()) / 1.0e6;
         if (rc != 0) {
             err() << "mvsim: the plant cannot be loaded: " << QString::fromStdString(error) << Qt::endl;
@@ -231,56 +186,66 @@ private:
         return true;
     }
 
-    /* Step: take the plant's name and the objects to read back from the file. */
-    void readPlantOutline()
+    /* Step: read the plant file itself, for its name and the objects to
+     * read back: points from the start, middle and end of each kind, every
+     * channel and every remote unit. */
+    void readPlantFile()
     {
-        QString why;
-        const bool ok = readOutline(m_plantPath, m_outline, why);
-        check(QStringLiteral("read the plant file's outline"), ok, why);
+        std::string error;
+        MVPlant::Plant plant;
+        const bool ok = MVPlant::ReadPlant(QFile::encodeName(m_plantPath).constData(), plant, &error) == DRAVO_OK;
+        check(QStringLiteral("read the plant file's outline"), ok, QString::fromStdString(error));
+        m_plantName = QString::fromStdString(plant.name);
+        appendSpread(m_points, kStatusPoint, plant.statusPoints);
+        appendSpread(m_points, kAnalogPoint, plant.analogPoints);
+        appendSpread(m_points, kTextPoint, plant.textPoints);
+        appendAll(m_channels, kChannel, plant.channels);
+        appendAll(m_remoteUnits, kRemoteUnit, plant.remoteUnits);
     }
 
     /* Step: find objects by name, as operator clients do: name-index record
      * -> id -> the object's record, whose id and full name must match. */
     void resolveNames()
     {
-        for (const QVector<NamedObject>* list : {&m_outline.points, &m_outline.channels, &m_outline.remoteUnits}) {
-            for (const NamedObject& o : *list) {
+        for (const QVector<Lookup>* list : {&m_points, &m_channels, &m_remoteUnits}) {
+            for (const Lookup& o : *list) {
                 ++m_namesTried;
                 QString why;
                 const bool ok = resolve(o, why);
                 if (ok) {
                     ++m_namesResolved;
-                    if (list == &m_outline.points)
+                    if (list == &m_points)
                         m_resolvedPoints.append(o);
                 }
-                check(QStringLiteral("resolve %1 '%2' by name").arg(o.kind, o.name), ok, why);
+                check(QStringLiteral("resolve %1 '%2' by name").arg(o.label(), o.name), ok, why);
             }
         }
     }
 
-    static bool resolve(const NamedObject& o, QString& why)
+    static bool resolve(const Lookup& o, QString& why)
     {
         DravoData index;
-        int rc = DravoPlus::GetDataPoint(o.indexKey.toUtf8().constData(), index, nullptr, nullptr);
+        const QString indexKey = o.indexKey();
+        int rc = DravoPlus::GetDataPoint(indexKey.toUtf8().constData(), index, nullptr, nullptr);
         if (rc != 0) {
-            why = QStringLiteral("no name-index record '%1': %2").arg(o.indexKey, resultText(rc));
+            why = QStringLiteral("no name-index record '%1': %2").arg(indexKey, resultText(rc));
             return false;
         }
         /* The product reads the id as the raw value's first native int. */
         std::int32_t id = 0;
         if (index.GetBufferSize() < static_cast<int>(sizeof id)) {
-            why = QStringLiteral("name-index record '%1' is too short").arg(o.indexKey);
+            why = QStringLiteral("name-index record '%1' is too short").arg(indexKey);
             return false;
         }
         std::memcpy(&id, index.GetRawValue(), sizeof id);
         const int objectType = index.GetSignedIntValue("objectType");
-        if (id != o.id || objectType != o.objectType) {
+        if (id != o.id || objectType != o.kind->objectType) {
             why = QStringLiteral("name index gives id %1 type %2, the file says id %3 type %4")
-                      .arg(id).arg(objectType).arg(o.id).arg(o.objectType);
+                      .arg(id).arg(objectType).arg(o.id).arg(o.kind->objectType);
             return false;
         }
         DravoData record;
-        const std::string name = dataName(o);
+        const std::string name = o.dataName();
         rc = DravoPlus::GetDataPoint(name.c_str(), record, nullptr, nullptr);
         if (rc != 0) {
             why = QStringLiteral("no record %1: %2").arg(QString::fromStdString(name), resultText(rc));
@@ -289,14 +254,14 @@ private:
         return recordMatches(record, o, why);
     }
 
-    static bool recordMatches(const DravoData& record, const NamedObject& o, QString& why)
+    static bool recordMatches(const DravoData& record, const Lookup& o, QString& why)
     {
         std::string fullname;
         record.GetValue("fullname", fullname);
         const int pid = record.GetSignedIntValue("pid");
         if (pid != o.id || QString::fromUtf8(fullname.c_str()) != o.name) {
             why = QStringLiteral("record %1 holds pid %2 '%3'")
-                      .arg(QString::fromStdString(dataName(o))).arg(pid).arg(QString::fromUtf8(fullname.c_str()));
+                      .arg(QString::fromStdString(o.dataName())).arg(pid).arg(QString::fromUtf8(fullname.c_str()));
             return false;
         }
         return true;
@@ -307,8 +272,8 @@ private:
     void readPointsInOneBatch()
     {
         std::vector<std::string> names;
-        for (const NamedObject& o : m_resolvedPoints)
-            names.push_back(dataName(o));
+        for (const Lookup& o : m_resolvedPoints)
+            names.push_back(o.dataName());
         const std::size_t absentAt = names.size() / 2;
         names.insert(names.begin() + static_cast<long>(absentAt), "mvsim.no.such.point");
 
@@ -321,8 +286,8 @@ private:
         else if (!ok)
             why = QStringLiteral("%1 records came back for %2 existing names").arg(list.size()).arg(m_resolvedPoints.size());
         for (int i = 0; ok && i < list.size(); ++i) {
-            const NamedObject& o = m_resolvedPoints.at(i);
-            ok = list[i].GetDataName() == dataName(o) && recordMatches(list[i], o, why);
+            const Lookup& o = m_resolvedPoints.at(i);
+            ok = list[i].GetDataName() == o.dataName() && recordMatches(list[i], o, why);
             if (!ok && why.isEmpty())
                 why = QStringLiteral("record %1 came back as '%2'").arg(i).arg(QString::fromUtf8(list[i].GetDataName()));
         }
@@ -338,13 +303,13 @@ private:
         bool ok = rc == 0;
         if (!ok)
             why = resultText(rc);
-        for (const NamedObject& o : m_outline.channels) {
+        for (const Lookup& o : m_channels) {
             if (!ok)
                 break;
             bool found = false;
             for (const DravoData& record : list) {
                 QString mismatch;
-                if (record.GetDataName() == dataName(o) && recordMatches(record, o, mismatch))
+                if (record.GetDataName() == o.dataName() && recordMatches(record, o, mismatch))
                     found = true;
             }
             if (!found) {
@@ -401,7 +366,7 @@ private:
         };
         out() << "mvsim demo\n";
         row(QStringLiteral("Runtime server"), m_activeServer);
-        row(QStringLiteral("Plant"), m_outline.name);
+        row(QStringLiteral("Plant"), m_plantName);
         row(QStringLiteral("Plant file"), m_plantPath);
         row(QStringLiteral("Stations"), QString::number(m_summary.stations));
         row(QStringLiteral("Channels"), QString::number(m_summary.channels));
@@ -438,10 +403,13 @@ private:
     QString m_plantPath;
     QString m_servers;
     QString m_activeServer;
-    DravoPlantSummary m_summary;
+    MVPlant::PlantSummary m_summary;
     double m_loadMs = 0.0;
-    PlantOutline m_outline;
-    QVector<NamedObject> m_resolvedPoints;
+    QString m_plantName;
+    QVector<Lookup> m_points;        /* spread over each kind */
+    QVector<Lookup> m_channels;
+    QVector<Lookup> m_remoteUnits;
+    QVector<Lookup> m_resolvedPoints;
     int m_namesTried = 0;
     int m_namesResolved = 0;
     int m_channelsRead = 0;

@@ -9,7 +9,7 @@
  */
 #include "operatorsession.h"
 
-#include "SimulatedFieldDriver.h"
+#include "simulatedfielddriver.h"
 
 #include <MVShared/LoggerEngines.h>
 #include <MVShared/MorvaneTypes.h>

@@ -13,7 +13,7 @@
 #ifndef MVSIM_OPERATORSESSION_H
 #define MVSIM_OPERATORSESSION_H
 
-#include "PlantSimulator.h"
+#include "plantsimulator.h"
 
 #include <MVShared/MorvaneChangeEvent.h>
 #include <MVShared/ScadaRuntimeInterface.h>

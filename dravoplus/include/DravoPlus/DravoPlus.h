@@ -56,7 +56,7 @@ enum DravoResult {
     DRAVO_HEARTBEAT_HELD = 2009,    /* another live task holds the heartbeat entry */
     DRAVO_BAD_HANDLE = 2010,        /* unknown, released or expired packet handle */
     DRAVO_DICTIONARY_ERROR = 2011,  /* the data dictionary is missing or malformed */
-    DRAVO_CONFIG_ERROR = 2012,      /* bad server address, settings or plant file */
+    DRAVO_CONFIG_ERROR = 2012,      /* bad server address, settings or configuration file */
     DRAVO_AUTH_FAILED = 2013,       /* the server refused the user or password */
     DRAVO_UNREACHABLE = 2014,       /* the server did not answer within the connect timeout */
     DRAVO_MALFORMED = 2015,         /* a serialised record is damaged */
@@ -146,17 +146,6 @@ struct DravoHeartbeatInfo {
     std::string holder;          /* the holding client's identity */
     bool live = false;           /* the holder is connected or its lease has not run out */
     DravoData record;
-};
-
-/* Plant summary of LoadPlant. */
-struct DravoPlantSummary {
-    int stations = 0;
-    int channels = 0;
-    int remoteUnits = 0;
-    int statusPoints = 0;
-    int analogPoints = 0;
-    int textPoints = 0;
-    int records = 0;          /* records written, name-index records included */
 };
 
 namespace DravoPlus {
@@ -303,15 +292,6 @@ DRAVOPLUS_EXPORT int GetEventKind(const char* eventName);
  * fields (nested records travel this way). */
 DRAVOPLUS_EXPORT std::string SerializeRecord(const DravoData& record);
 DRAVOPLUS_EXPORT int DeserializeRecord(const void* bytes, std::size_t size, DravoData& out);
-
-/* ---- Plant configuration ------------------------------------------------- */
-
-/* Loads a plant file (JSON: stations, channels, remote units, status, analog
- * and text points) into the connected server: every record, its name-index
- * record ("<point name>", "@C::<channel>", "@R::<device>") and ":marker".
- * A malformed or inconsistent file writes nothing; error then names the file
- * and the problem. */
-DRAVOPLUS_EXPORT int LoadPlant(const char* path, DravoPlantSummary* summary, std::string* error);
 
 /* ---- Timing -------------------------------------------------------------- */
 

@@ -8,21 +8,24 @@
 #ifndef MVSHARED_MORVANETYPES_H
 #define MVSHARED_MORVANETYPES_H
 
+#include <MVPlant/Vocabulary.h>
+
 #include <QtCore/qglobal.h>
 
 namespace Morvane {
 
-/* What an object named in a display or a data link is. 2, 3 and 7 are the
+/* What an object named in a display or a data link is: the object types
+ * of the name-index records (0, 1, 2, 3, 5, 6, 7), or -1. 2, 3 and 7 are the
  * objects named "@R::<device>", "@C::<channel>" and "@::<object>". */
 enum ScadaObjectType : qint32 {
     InvalidObject = -1,
-    StatusPointObject = 0,
-    AnalogPointObject = 1,
-    RemoteUnitObject = 2,
-    ChannelObject = 3,
-    TextPointObject = 5,
-    CalculatedPointObject = 6,
-    OtherObject = 7
+    StatusPointObject = MVPlant::kStatusObject,
+    AnalogPointObject = MVPlant::kAnalogObject,
+    RemoteUnitObject = MVPlant::kRemoteUnitObject,
+    ChannelObject = MVPlant::kChannelObject,
+    TextPointObject = MVPlant::kTextObject,
+    CalculatedPointObject = MVPlant::kCalculatedObject,
+    OtherObject = MVPlant::kOtherObject
 };
 
 /* A point's kind as its id range tells it. */

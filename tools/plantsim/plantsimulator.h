@@ -1,5 +1,5 @@
 /*
- * PlantSimulator.h: a whole plant played in software, for mvsim, the
+ * plantsimulator.h: a whole plant played in software, for mvsim, the
  * operator console and the tests.
  *
  * It plays what a site's runtime server and field give an operator:
@@ -18,7 +18,7 @@
 #ifndef MV_PLANTSIMULATOR_H
 #define MV_PLANTSIMULATOR_H
 
-#include "PlantIndex.h"
+#include "plantindex.h"
 
 #include <DravoPlus/DravoData.h>
 

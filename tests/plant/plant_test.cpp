@@ -8,6 +8,7 @@
 // DRAVO_CONFIG_ERROR and a message that names the file and the problem, and
 // must leave the point database exactly as it was.
 #include <DravoPlus/DravoPlusTesting.h>
+#include <MVPlant/Plant.h>
 
 #include <gtest/gtest.h>
 
@@ -31,7 +32,7 @@ namespace fs = std::filesystem;
 #ifdef MV_SAMPLE_PLANT
 const std::string kSamplePlant = MV_SAMPLE_PLANT;
 #else
-// tests/dravoplus/plant_test.cpp -> examples/plant.json
+// tests/plant/plant_test.cpp -> examples/plant.json
 const std::string kSamplePlant =
     (fs::path(__FILE__).parent_path().parent_path().parent_path() / "examples" / "plant.json").string();
 #endif
@@ -149,12 +150,12 @@ protected:
                               int expectedCode = DRAVO_CONFIG_ERROR)
     {
         const std::map<std::string, std::string> before = snapshot();
-        DravoPlantSummary summary;
+        MVPlant::PlantSummary summary;
         summary.records = -1;
         std::string error;
         DravoPlus::SetCallRecording(true);
         DravoPlus::TakeRecordedCalls();
-        EXPECT_EQ(DravoPlus::LoadPlant(path.c_str(), &summary, &error), expectedCode) << error;
+        EXPECT_EQ(MVPlant::LoadPlant(path.c_str(), &summary, &error), expectedCode) << error;
         DravoPlus::SetCallRecording(false);
         EXPECT_TRUE(DravoPlus::TakeRecordedCalls("PutDataPoints").empty()) << "a refused plant was written";
         EXPECT_EQ(error.rfind(path + ": ", 0), 0u) << error;
@@ -201,9 +202,9 @@ fs::path PlantLoadTest::s_dir;
 
 TEST_F(PlantLoadTest, SamplePlantLoadsWithItsCounts)
 {
-    DravoPlantSummary summary;
+    MVPlant::PlantSummary summary;
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(kSamplePlant.c_str(), &summary, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(kSamplePlant.c_str(), &summary, &error), DRAVO_OK) << error;
     EXPECT_TRUE(error.empty());
     EXPECT_EQ(summary.stations, 2);
     EXPECT_EQ(summary.channels, 4);
@@ -218,7 +219,7 @@ TEST_F(PlantLoadTest, SamplePlantLoadsWithItsCounts)
 TEST_F(PlantLoadTest, SamplePointsReadBackByName)
 {
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(kSamplePlant.c_str(), nullptr, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(kSamplePlant.c_str(), nullptr, &error), DRAVO_OK) << error;
 
     // A breaker under a permit to work: control-inhibit tagged.
     const std::string breakerName = "KestrelHill.33kV.Feeder07.CB.Position";
@@ -270,9 +271,9 @@ TEST_F(PlantLoadTest, SamplePointsReadBackByName)
 TEST_F(PlantLoadTest, EveryRecordWrittenHasItsNameIndexRecord)
 {
     DravoPlus::SetCallRecording(true);
-    DravoPlantSummary summary;
+    MVPlant::PlantSummary summary;
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(kSamplePlant.c_str(), &summary, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(kSamplePlant.c_str(), &summary, &error), DRAVO_OK) << error;
     DravoPlus::SetCallRecording(false);
     const std::vector<DravoRecordedCall> writes = DravoPlus::TakeRecordedCalls("PutDataPoints");
     ASSERT_EQ(writes.size(), 1u) << "the plant must go out in one batch";
@@ -328,12 +329,12 @@ TEST_F(PlantLoadTest, EveryRecordWrittenHasItsNameIndexRecord)
 
 TEST_F(PlantLoadTest, LoadingTheSamePlantAgainReplacesItsRecords)
 {
-    DravoPlantSummary first;
-    DravoPlantSummary second;
+    MVPlant::PlantSummary first;
+    MVPlant::PlantSummary second;
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(kSamplePlant.c_str(), &first, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(kSamplePlant.c_str(), &first, &error), DRAVO_OK) << error;
     const std::size_t count = snapshot().size();
-    ASSERT_EQ(DravoPlus::LoadPlant(kSamplePlant.c_str(), &second, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(kSamplePlant.c_str(), &second, &error), DRAVO_OK) << error;
     EXPECT_EQ(second.records, first.records);
     EXPECT_EQ(snapshot().size(), count);
 }
@@ -343,9 +344,9 @@ TEST_F(PlantLoadTest, LoadingTheSamePlantAgainReplacesItsRecords)
 TEST_F(PlantLoadTest, SmallPlantFillsEveryField)
 {
     const std::string path = writePlant("small.json", kSmallPlant);
-    DravoPlantSummary summary;
+    MVPlant::PlantSummary summary;
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(path.c_str(), &summary, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(path.c_str(), &summary, &error), DRAVO_OK) << error;
     EXPECT_EQ(summary.stations, 2);
     EXPECT_EQ(summary.channels, 1);
     EXPECT_EQ(summary.remoteUnits, 2);
@@ -434,7 +435,7 @@ TEST_F(PlantLoadTest, TextValueMayFillTheWholeTextField)
     const std::string body(14800, 'x');
     const std::string path = writePlant("fulltext.json", smallPlantWith("\"value\": \"v2.1\"", "\"value\": \"" + body + "\""));
     std::string error;
-    ASSERT_EQ(DravoPlus::LoadPlant(path.c_str(), nullptr, &error), DRAVO_OK) << error;
+    ASSERT_EQ(MVPlant::LoadPlant(path.c_str(), nullptr, &error), DRAVO_OK) << error;
     const DravoData text = readRecord("TEXT3000001");
     EXPECT_EQ(text.GetUnSignedIntValue("bytesize"), 14800u);
     EXPECT_EQ(fixedText(text, "lastvalue"), body);
@@ -617,7 +618,7 @@ TEST_F(PlantLoadTest, BinaryGarbageAndBadEncodingAreRefused)
 TEST_F(PlantLoadTest, NullPathIsABadArgument)
 {
     std::string error;
-    EXPECT_EQ(DravoPlus::LoadPlant(nullptr, nullptr, &error), DRAVO_BAD_ARGUMENT);
+    EXPECT_EQ(MVPlant::LoadPlant(nullptr, nullptr, &error), DRAVO_BAD_ARGUMENT);
     EXPECT_FALSE(error.empty());
 }
 
@@ -643,7 +644,7 @@ TEST_F(PlantLoadTest, EveryDamagedVersionOfAPlantIsLoadedWholeOrNotAtAll)
         const std::string path = writePlant("damaged.json", damaged[i]);
         DravoPlus::TakeRecordedCalls();
         std::string error;
-        const int rc = DravoPlus::LoadPlant(path.c_str(), nullptr, &error);
+        const int rc = MVPlant::LoadPlant(path.c_str(), nullptr, &error);
         const std::size_t writes = DravoPlus::TakeRecordedCalls("PutDataPoints").size();
         if (rc == DRAVO_OK) {
             EXPECT_EQ(writes, 1u) << "try " << i;
@@ -663,13 +664,13 @@ TEST_F(PlantLoadTest, NotConnectedGivesTheMiddlewaresCode)
 {
     ASSERT_EQ(DravoPlus::DisConnectMid(nullptr), DRAVO_OK);
     std::string error;
-    EXPECT_EQ(DravoPlus::LoadPlant(kSamplePlant.c_str(), nullptr, &error), DRAVO_NOT_CONNECTED);
+    EXPECT_EQ(MVPlant::LoadPlant(kSamplePlant.c_str(), nullptr, &error), DRAVO_NOT_CONNECTED);
     EXPECT_EQ(error.rfind(kSamplePlant + ": ", 0), 0u) << error;
     EXPECT_NE(error.find("could not be written"), std::string::npos) << error;
 
     // A bad file is still reported as the file's fault.
     const std::string bad = writePlant("bad-offline.json", "{");
-    EXPECT_EQ(DravoPlus::LoadPlant(bad.c_str(), nullptr, &error), DRAVO_CONFIG_ERROR);
+    EXPECT_EQ(MVPlant::LoadPlant(bad.c_str(), nullptr, &error), DRAVO_CONFIG_ERROR);
 }
 
 } // namespace

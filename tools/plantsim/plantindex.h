@@ -1,5 +1,5 @@
 /*
- * PlantIndex.h: what a simulator or a console knows of the plant it serves,
+ * plantindex.h: what a simulator or a console knows of the plant it serves,
  * read back from the runtime server (so a plant loaded by another process is
  * known the same way as one loaded here).
  */

@@ -1,5 +1,5 @@
 /*
- * SimulatedFieldDriver.cpp: the software field driver. One thread takes the
+ * simulatedfielddriver.cpp: the software field driver. One thread takes the
  * REMOTE_COMMAND2 requests of "Driver<n>", applies the accepted ones to the
  * point database with publishing partial writes, and answers each with the
  * CMD_RESPONSE its rules ask for.
@@ -16,7 +16,7 @@
  *                                  parameter carries "pid" and "state" (or
  *                                  "value"), STATUS<pid> "lastvalue".
  */
-#include "SimulatedFieldDriver.h"
+#include "simulatedfielddriver.h"
 
 #include <QtCore/QDateTime>
 

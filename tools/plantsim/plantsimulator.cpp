@@ -1,10 +1,12 @@
 /*
- * PlantSimulator.cpp: the concentrator, the drivers and the moving field.
+ * plantsimulator.cpp: the concentrator, the drivers and the moving field.
  */
-#include "PlantSimulator.h"
+#include "plantsimulator.h"
 
-#include "SimulatedFieldDriver.h"
+#include "resulttext.h"
+#include "simulatedfielddriver.h"
 
+#include <MVPlant/Plant.h>
 #include <MVShared/MorvaneChangeEvent.h>
 #include <MVShared/MorvaneTypes.h>
 
@@ -37,11 +39,6 @@ std::uint32_t now()
     return static_cast<std::uint32_t>(QDateTime::currentSecsSinceEpoch());
 }
 
-QString resultText(int code)
-{
-    return QString::fromUtf16(DravoPlus::GetErrorString(code)) + QStringLiteral(" (code %1)").arg(code);
-}
-
 bool holdsPoint(const DravoData& record)
 {
     return (record.GetSignedIntValue("quality") & Morvane::ManuallyReplacedQuality) != 0
@@ -68,7 +65,7 @@ bool PlantSimulator::start(QString* error)
         return true;
     if (!m_settings.plantPath.isEmpty()) {
         std::string reason;
-        const int rc = DravoPlus::LoadPlant(m_settings.plantPath.toLocal8Bit().constData(), nullptr, &reason);
+        const int rc = MVPlant::LoadPlant(m_settings.plantPath.toLocal8Bit().constData(), nullptr, &reason);
         if (rc != DRAVO_OK) {
             *error = QString::fromStdString(reason.empty() ? std::string() : reason + ": ") + resultText(rc);
             return false;

@@ -1,5 +1,5 @@
 /*
- * SimulatedFieldDriver.h: a field driver played in software, for the plant
+ * simulatedfielddriver.h: a field driver played in software, for the plant
  * simulator, the operator console and the tests.
  *
  * It serves the packet target "Driver<n>" on the middleware, takes each

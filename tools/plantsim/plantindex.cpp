@@ -1,7 +1,7 @@
 /*
- * PlantIndex.cpp: the plant read back by record type.
+ * plantindex.cpp: the plant read back by record type.
  */
-#include "PlantIndex.h"
+#include "plantindex.h"
 
 #include <DravoPlus/DravoPlus.h>
 
