@@ -1,0 +1,326 @@
+// changeloss_test.cpp: a receiver never misses changes silently. Its box
+// overflowing, its box being made again after an outage and its connection
+// dropping are announced through changesLost, with the count the middleware
+// gives; with resync on, the receiver then delivers the database's current
+// records of the points it has delivered, so that the application's maps end
+// equal to the point database. On the embedded server and on Redis.
+#include "changeeventfixture.h"
+
+#include "redisserver.h"
+
+#include <QtCore/QObject>
+
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+
+namespace changeeventtest {
+namespace {
+
+// The status points the packets of these tests speak of.
+const std::vector<int> kPoints{100001, 100002, 100003, 100004, 100005};
+
+// What a receiver announced through changesLost, in order.
+class LossLog
+{
+public:
+    explicit LossLog(MorvaneChangeEvent* receiver)
+    {
+        QObject::connect(
+            receiver, &MorvaneChangeEvent::changesLost, &m_context,
+            [this](int count, MorvaneChangeEvent::LossReason reason) {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_losses.emplace_back(count, reason);
+            },
+            Qt::DirectConnection);
+    }
+
+    // The counts announced for a reason, summed; the number of announcements.
+    int total(MorvaneChangeEvent::LossReason reason) const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        int sum = 0;
+        for (const auto& [count, why] : m_losses)
+            sum += why == reason ? count : 0;
+        return sum;
+    }
+    int times(MorvaneChangeEvent::LossReason reason) const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        int n = 0;
+        for (const auto& loss : m_losses)
+            n += loss.second == reason ? 1 : 0;
+        return n;
+    }
+
+private:
+    QObject m_context;
+    mutable std::mutex m_mutex;
+    std::vector<std::pair<int, MorvaneChangeEvent::LossReason>> m_losses;
+};
+
+// Holds the receiving thread inside its first status delivery until
+// released, and keeps the latest status change of each point it delivers.
+class StatusSide
+{
+public:
+    explicit StatusSide(MorvaneChangeEvent* receiver)
+    {
+        QObject::connect(
+            receiver, &MorvaneChangeEvent::statusChangedMap, &m_context,
+            [this](const mapEvent& changes) { deliver(changes); }, Qt::DirectConnection);
+    }
+    ~StatusSide() { release(); }
+
+    void holdFirstDelivery() { m_hold = true; }
+    bool waitUntilHeld() { return waitUntil([this] { return m_held.load(); }); }
+    void release()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_hold = false;
+        m_released.notify_all();
+    }
+    // The latest change of the point as raw bytes ("" before any).
+    std::string latest(int id) const
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        const auto it = m_latest.find(id);
+        return it == m_latest.end() ? std::string() : it->second;
+    }
+
+private:
+    void deliver(const mapEvent& changes)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        for (auto it = changes.cbegin(); it != changes.cend(); ++it)
+            m_latest[it.key()] = rawBytes(it.value());
+        m_held = m_hold;
+        m_released.wait_for(lock, kPatience, [this] { return !m_hold; });
+    }
+
+    QObject m_context;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_released;
+    bool m_hold = false;
+    std::atomic<bool> m_held{false};
+    std::map<int, std::string> m_latest;
+};
+
+class ChangeLossTest : public ChangeEventTest, public ::testing::WithParamInterface<std::string>
+{
+protected:
+    void SetUp() override
+    {
+        if (onRedis()) {
+            const std::string address = mvtest::sharedRedisAddress();
+            ASSERT_FALSE(address.empty()) << "cannot start redis-server";
+            ASSERT_EQ(useServer(address), DRAVO_OK);
+        }
+        ChangeEventTest::SetUp();
+        loadPlant();
+    }
+
+    bool onRedis() const { return GetParam() == "redis"; }
+
+    // A packet of status changes of kPoints whose bytes differ from the
+    // database's (and from one seed to the next).
+    static DravoData statusPacket(unsigned seed)
+    {
+        QList<QByteArray> items;
+        for (int id : kPoints)
+            items.append(packetItem(0, patternedChange("CHANGED_STATUS", id, seed + static_cast<unsigned>(id))));
+        return packetOf(items);
+    }
+
+    static void sendPacket(const DravoData& packet)
+    {
+        DravoData copy = packet;
+        DravoData* records[] = {&copy};
+        ASSERT_EQ(DravoPlus::SendEventN(kPacketKind, records, 1, 1, nullptr, nullptr), DRAVO_OK);
+    }
+
+    // The changed-event form of the point's record in the database now.
+    static std::string databaseImage(MorvaneChangeEvent* receiver, int id)
+    {
+        DravoData record;
+        if (DravoPlus::GetDataPoint(("STATUS" + std::to_string(id)).c_str(), record, nullptr, nullptr) != DRAVO_OK)
+            return "(no record)";
+        DravoData change;
+        receiver->makeItToChangedEvent(&record, change);
+        return rawBytes(change);
+    }
+
+    static bool showsDatabase(MorvaneChangeEvent* receiver, const StatusSide& side,
+                              const std::vector<int>& points = kPoints)
+    {
+        for (int id : points)
+            if (side.latest(id) != databaseImage(receiver, id))
+                return false;
+        return true;
+    }
+
+    // A client-mode receiver with a box of two packets, held in its first
+    // delivery while ten more packets arrive: eight are dropped.
+    void overflowTheBox(MorvaneChangeEvent* receiver, StatusSide& side)
+    {
+        receiver->setBoxCapacity(2);
+        side.holdFirstDelivery();
+        receiver->init();
+        receiver->start();
+        sendPacket(statusPacket(1));
+        ASSERT_TRUE(side.waitUntilHeld());
+        for (unsigned seed = 2; seed <= 11; ++seed)
+            sendPacket(statusPacket(seed * 100));
+        side.release();
+    }
+};
+
+TEST_P(ChangeLossTest, OverflowIsAnnouncedWithTheNumberOfPacketsDropped)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    startRecording();
+    overflowTheBox(receiver, side);
+
+    EXPECT_TRUE(waitUntil([&] { return losses.total(MorvaneChangeEvent::BoxOverflow) >= 8; }))
+        << "announced " << losses.total(MorvaneChangeEvent::BoxOverflow);
+    settle(200ms);
+    EXPECT_EQ(losses.total(MorvaneChangeEvent::BoxOverflow), 8);
+    EXPECT_EQ(receiver->boxCapacity(), 2);
+    const std::vector<DravoEventBoxInfo> boxes = boxesOfKind(kPacketKind);
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_EQ(boxes[0].capacity, 2);
+    EXPECT_EQ(boxes[0].dropped, 8u);
+
+    CallLog log;
+    log.collect();
+    EXPECT_EQ(log.count("GetDataPointN"), 0) << "without resync nothing is read back";
+}
+
+TEST_P(ChangeLossTest, ResyncAfterOverflowLeavesTheDatabaseImageInTheMaps)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    receiver->setResyncOnLoss(true);
+    EXPECT_TRUE(receiver->resyncOnLoss());
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    overflowTheBox(receiver, side);
+
+    EXPECT_TRUE(waitUntil([&] { return losses.total(MorvaneChangeEvent::BoxOverflow) >= 8; }));
+    EXPECT_TRUE(waitUntil([&] { return showsDatabase(receiver, side); }))
+        << "every delivered point's map record is the database's";
+    for (int id : kPoints)
+        EXPECT_EQ(side.latest(id), databaseImage(receiver, id)) << id;
+}
+
+TEST_P(ChangeLossTest, ReceiverNobodyAsksAboutLossesInstallsNoListener)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    startRecording();
+    receiver->start();
+    CallLog log;
+    ASSERT_TRUE(log.collectUntil([](const CallLog& l) { return l.count("ReceiveEventN") > 2; }));
+    EXPECT_EQ(log.count("InstallListener"), 0);
+
+    ProbedChangeEvent* watched = newReceiver();
+    LossLog losses(watched);
+    watched->start();
+    EXPECT_TRUE(log.collectUntil([](const CallLog& l) { return l.count("InstallListener") == 1; }));
+}
+
+TEST_P(ChangeLossTest, OutageIsAnnouncedAndHealedByAnImageOfTheDatabase)
+{
+    if (onRedis())
+        GTEST_SKIP() << "only the embedded server can be taken down from inside the process";
+    ProbedChangeEvent* receiver = newReceiver();
+    receiver->setResyncOnLoss(true);
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    receiver->init();
+    receiver->start();
+    sendPacket(statusPacket(7));
+    ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
+    ASSERT_FALSE(showsDatabase(receiver, side)) << "the packet's values differ from the database";
+
+    ASSERT_EQ(DravoPlus::SetEmbeddedServerOnline(false), DRAVO_OK);
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::ConnectionLost) >= 1; }));
+    ASSERT_EQ(DravoPlus::SetEmbeddedServerOnline(true), DRAVO_OK);
+    // Written while the receiver has no box yet: its change reaches nobody.
+    DravoPartialData partial("STATUS");
+    partial.PutValue("changedTime", 424242u);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoint("STATUS100003", partial, nullptr, nullptr), DRAVO_OK);
+
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxRecreated) >= 1; }));
+    EXPECT_EQ(losses.total(MorvaneChangeEvent::ConnectionLost), -losses.times(MorvaneChangeEvent::ConnectionLost))
+        << "a dropped connection cannot say how much it lost";
+    EXPECT_EQ(losses.times(MorvaneChangeEvent::ServerChanged), 0) << "the same server came back";
+    EXPECT_TRUE(waitUntil([&] { return showsDatabase(receiver, side); }));
+    DravoData change;
+    DravoData record;
+    ASSERT_EQ(DravoPlus::GetDataPoint("STATUS100003", record, nullptr, nullptr), DRAVO_OK);
+    receiver->makeItToChangedEvent(&record, change);
+    EXPECT_EQ(side.latest(100003), rawBytes(change));
+    EXPECT_EQ(record.GetUnSignedIntValue("changedTime"), 424242u);
+}
+
+TEST_P(ChangeLossTest, ServerTaskThatOverflowedPublishesAnImageToOperatorApplications)
+{
+    // The server task's box holds two raw changes; it is held in its first
+    // batch while the points are written again and again.
+    ProbedChangeEvent* task = newReceiver(true);
+    task->setBoxCapacity(2);
+    task->setResyncOnLoss(true);
+    LossLog losses(task);
+    std::mutex mutex;
+    std::condition_variable released;
+    bool hold = true;
+    std::atomic<bool> held{false};
+    task->connectStatus([&](const QList<DravoData>&) {
+        std::unique_lock<std::mutex> lock(mutex);
+        held = hold;
+        released.wait_for(lock, kPatience, [&] { return !hold; });
+    });
+    ProbedChangeEvent* application = newReceiver();
+    StatusSide side(application);
+    for (MorvaneChangeEvent* receiver : std::vector<MorvaneChangeEvent*>{task, application}) {
+        receiver->init();
+        receiver->start();
+    }
+
+    const auto write = [](int id, std::uint32_t stamp) {
+        DravoPartialData partial("STATUS");
+        partial.PutValue("changedTime", stamp);
+        return DravoPlus::PutPartialDataPoint(("STATUS" + std::to_string(id)).c_str(), partial, nullptr, nullptr);
+    };
+    ASSERT_EQ(write(kPoints.front(), 1), DRAVO_OK);
+    ASSERT_TRUE(waitUntil([&] { return held.load(); }));
+    for (std::uint32_t round = 2; round <= 5; ++round)
+        for (int id : kPoints)
+            ASSERT_EQ(write(id, round), DRAVO_OK);
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        hold = false;
+        released.notify_all();
+    }
+
+    // The task delivered the first write and the last two (its box kept
+    // those); the first point's last writes were dropped, and only the image
+    // brings them to the application.
+    EXPECT_TRUE(waitUntil([&] { return losses.total(MorvaneChangeEvent::BoxOverflow) > 0; }));
+    const std::vector<int> delivered{kPoints[0], kPoints[3], kPoints[4]};
+    EXPECT_TRUE(waitUntil([&] { return showsDatabase(application, side, delivered); }))
+        << "the application's maps end equal to the database";
+    DravoData record;
+    ASSERT_EQ(DravoPlus::GetDataPoint("STATUS100001", record, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(record.GetUnSignedIntValue("changedTime"), 5u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ChangeLossTest, ::testing::Values(std::string("embedded"), std::string("redis")),
+                         [](const ::testing::TestParamInfo<std::string>& info) {
+                             return info.param == "redis" ? std::string("Redis") : std::string("Embedded");
+                         });
+
+} // namespace
+} // namespace changeeventtest
