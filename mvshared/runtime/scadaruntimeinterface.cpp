@@ -5,16 +5,11 @@
  */
 #include "scadaruntimeinterface_p.h"
 
+#include "middlewaretext_p.h"
+
 #include <QtNetwork/QHostInfo>
 
-namespace {
-
-int putUtf16(DravoData& record, const char* field, const QString& text)
-{
-    return record.PutValueUtf16(field, reinterpret_cast<const char16_t*>(text.utf16()), text.size());
-}
-
-} // namespace
+using MorvaneRuntime::putUtf16;
 
 /* ---- ScadaRuntimeInterfacePrivate ---------------------------------------- */
 
