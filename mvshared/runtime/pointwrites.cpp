@@ -10,6 +10,7 @@
  * from the reads (200000 itself is written as "TEXT200000"); stations of
  * every release rely on it, so it stays.
  */
+#include <MVShared/MorvaneTypes.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
 #include <QtCore/QByteArray>
@@ -29,10 +30,6 @@ const char kAnalogChangeEvent[] = "ANALOG_CHANGE";
 /* The named events of a manual replacement go out with this argument. */
 const int kChangeEventFlags = 1;
 
-/* Quality bit of a manually replaced point. */
-const std::int32_t kManualQuality = 4;
-/* Tags that also reset the point's quality and limit state. */
-const std::uint32_t kQualityResettingTags = 4u | 8u;
 /* A text point's value is written only in these formats. */
 const unsigned kHighestWritableTextFormat = 3;
 /* Fixed parts of an analog change event as the drivers send it. */
@@ -50,6 +47,12 @@ WriteKind writeKindOf(int id)
     if (id < 200000)
         return WriteKind::Status;
     return WriteKind::Text;
+}
+
+/* The quality word as the point records and change events hold it. */
+std::int32_t qualityWord(Morvane::PointQuality quality)
+{
+    return static_cast<std::int32_t>(quality);
 }
 
 std::uint32_t secondsNow()
@@ -79,7 +82,7 @@ int publishStatusChange(int id, std::int32_t oldState, qint8 newState)
     event.PutValue("oid", std::int32_t{0});
     event.PutValue("oldvalue", oldState);
     event.PutValue("newvalue", static_cast<std::int32_t>(newState));
-    event.PutValue("quality", kManualQuality);
+    event.PutValue("quality", qualityWord(Morvane::ManuallyReplacedQuality));
     event.PutValue("soe", std::int32_t{0});
     event.PutValue("timestamp", millisecondsNow());
     return DravoPlus::SendEvent(kStatusChangeEvent, event, kChangeEventFlags);
@@ -91,7 +94,7 @@ int publishAnalogChange(int id, double oldValue, double newValue)
     event.PutValue("pid", static_cast<std::int32_t>(id));
     event.PutValue("oldvalue", oldValue);
     event.PutValue("newvalue", newValue);
-    event.PutValue("quality", kManualQuality);
+    event.PutValue("quality", qualityWord(Morvane::ManuallyReplacedQuality));
     event.PutValue("soe", std::int32_t{0});
     event.PutValue("isabnormal", std::int32_t{0});
     event.PutValue("timestamp", millisecondsNow());
@@ -152,7 +155,7 @@ int ScadaRuntimeInterface::manualReplace(int id, QVariant value)
         newState = static_cast<qint8>(value.toInt());
     }
 
-    if (const int rc = partial.PutValue("quality", kManualQuality))
+    if (const int rc = partial.PutValue("quality", qualityWord(Morvane::ManuallyReplacedQuality)))
         return rc;
     if (const int rc = partial.PutValue("limit", std::int32_t{0}))
         return rc;
@@ -189,7 +192,8 @@ int ScadaRuntimeInterface::manualReplaceRelease(int id)
     DravoData point;
     if (const int rc = GetPoint(id, point))
         return rc;
-    const std::int32_t quality = point.GetSignedIntValue("quality") & ~kManualQuality;
+    const std::int32_t quality =
+        point.GetSignedIntValue("quality") & ~qualityWord(Morvane::ManuallyReplacedQuality);
     DravoPartialData partial(point.GetTypeName());
     if (const int rc = partial.PutValue("quality", quality))
         return rc;
@@ -217,8 +221,9 @@ int ScadaRuntimeInterface::applyTagToPoint(int id, Morvane::Tagging tag)
         return rc;
     if (const int rc = partial.PutValue("isDirty", std::int32_t{1}))
         return rc;
-    if (newTag & kQualityResettingTags) {
-        if (const int rc = partial.PutValue("quality", std::int32_t{0}))
+    /* Out of service and maintenance also reset quality and limit state. */
+    if (newTag & (Morvane::OutOfServiceTag | Morvane::MaintenanceTag)) {
+        if (const int rc = partial.PutValue("quality", qualityWord(Morvane::GoodQuality)))
             return rc;
         if (const int rc = partial.PutValue("limit", std::int32_t{0}))
             return rc;
@@ -335,7 +340,7 @@ int ScadaRuntimeInterface::setAnalogPoint(int id, double value)
         return rc;
     if (const int rc = partial.PutValue("isDirty", std::int32_t{1}))
         return rc;
-    if (const int rc = partial.PutValue("quality", std::int32_t{0}))
+    if (const int rc = partial.PutValue("quality", qualityWord(Morvane::GoodQuality)))
         return rc;
     if (const int rc = partial.PutValue("scanTime", now))
         return rc;
@@ -356,7 +361,7 @@ int ScadaRuntimeInterface::setStatusValue(int id, qint8 state)
         return rc;
     if (const int rc = partial.PutValue("changedTime", now))
         return rc;
-    if (const int rc = partial.PutValue("quality", std::int32_t{0}))
+    if (const int rc = partial.PutValue("quality", qualityWord(Morvane::GoodQuality)))
         return rc;
     return putPartialStatusUpdate(id, partial);
 }
