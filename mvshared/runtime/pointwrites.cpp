@@ -10,8 +10,12 @@
  * from the reads (200000 itself is written as "TEXT200000"); stations of
  * every release rely on it, so it stays.
  */
+#include "middlewaretext_p.h"
+
 #include <MVShared/MorvaneTypes.h>
 #include <MVShared/ScadaRuntimeInterface.h>
+
+#include <QsLog/QsLog.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
@@ -164,8 +168,10 @@ int ScadaRuntimeInterface::manualReplace(int id, QVariant value)
     point.PutValue("changedTime", secondsNow());
 
     if (const int rc = putPartialUpdate(id, partial)) {
-        const char16_t* reason = DravoPlus::GetErrorString(rc);
-        Q_UNUSED(reason)
+        /* The caller gets the code; the middleware's reason goes to the log,
+         * where an engineer looking into a refused replacement finds it. */
+        const QString reason = MorvaneRuntime::middlewareErrorText(rc);
+        QLOG_WARN() << "Manual replacement of point" << id << "was not stored:" << reason;
         return rc;
     }
 

@@ -229,7 +229,8 @@ public:
 
     /* Replaces the point's value by hand (quality 4); status and analog
      * points publish their change event when the value changed and ask the
-     * other stations to refresh the point. */
+     * other stations to refresh the point. A store the middleware refuses is
+     * logged as a warning with the point and the middleware's text. */
     int manualReplace(int id, QVariant value);
     /* Clears the manual replacement bit of the point's quality. */
     int manualReplaceRelease(int id);
