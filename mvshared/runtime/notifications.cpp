@@ -12,6 +12,8 @@
  * command code, target and whether they name an object by id. They are rows
  * of one table; each operation is a one-line call that picks its row.
  */
+#include "middlewaretext_p.h"
+
 #include <MVShared/JsonEventMessage.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 #include <MVShared/SystemOptionChangeMessage.h>
@@ -27,6 +29,8 @@
 #include <optional>
 
 namespace {
+
+using MorvaneRuntime::putUtf16;
 
 /* Record types and fields of the notification vocabulary. */
 const char kNotifyType[] = "NOTIFY_MESSAGE";
@@ -240,11 +244,6 @@ void postDataChange(const QString& domain, DataChange row, std::optional<int> id
     if (id)
         change.PutValue(kPidField, static_cast<std::int32_t>(*id));
     postWithRecord(domain, static_cast<NotifyCommand>(route.cmdCode), change);
-}
-
-int putUtf16(DravoData& record, const char* field, const QString& text)
-{
-    return record.PutValueUtf16(field, reinterpret_cast<const char16_t*>(text.utf16()), text.size());
 }
 
 /* The ids as the receivers read them: a count, then each id (the stream's

@@ -10,9 +10,13 @@
  * from the reads (200000 itself is written as "TEXT200000"); stations of
  * every release rely on it, so it stays.
  */
+#include "middlewaretext_p.h"
+
+#include <MVShared/MorvaneTypes.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
 #include <MVPlant/Vocabulary.h>
+#include <QsLog/QsLog.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
@@ -31,10 +35,6 @@ const char kAnalogChangeEvent[] = "ANALOG_CHANGE";
 /* The named events of a manual replacement go out with this argument. */
 const int kChangeEventFlags = 1;
 
-/* Quality bit of a manually replaced point. */
-const std::int32_t kManualQuality = 4;
-/* Tags that also reset the point's quality and limit state. */
-const std::uint32_t kQualityResettingTags = 4u | 8u;
 /* A text point's value is written only in these formats. */
 const unsigned kHighestWritableTextFormat = 3;
 /* Fixed parts of an analog change event as the drivers send it. */
@@ -44,6 +44,12 @@ const std::int32_t kAnalogChangeFlag = 2;
 /* Writes route by MVPlant::writeKindOf, 200000 itself to "TEXT". */
 using WriteKind = MVPlant::PointKind;
 using MVPlant::writeKindOf;
+
+/* The quality word as the point records and change events hold it. */
+std::int32_t qualityWord(Morvane::PointQuality quality)
+{
+    return static_cast<std::int32_t>(quality);
+}
 
 std::uint32_t secondsNow()
 {
@@ -72,7 +78,7 @@ int publishStatusChange(int id, std::int32_t oldState, qint8 newState)
     event.PutValue("oid", std::int32_t{0});
     event.PutValue("oldvalue", oldState);
     event.PutValue("newvalue", static_cast<std::int32_t>(newState));
-    event.PutValue("quality", kManualQuality);
+    event.PutValue("quality", qualityWord(Morvane::ManuallyReplacedQuality));
     event.PutValue("soe", std::int32_t{0});
     event.PutValue("timestamp", millisecondsNow());
     return DravoPlus::SendEvent(kStatusChangeEvent, event, kChangeEventFlags);
@@ -84,7 +90,7 @@ int publishAnalogChange(int id, double oldValue, double newValue)
     event.PutValue("pid", static_cast<std::int32_t>(id));
     event.PutValue("oldvalue", oldValue);
     event.PutValue("newvalue", newValue);
-    event.PutValue("quality", kManualQuality);
+    event.PutValue("quality", qualityWord(Morvane::ManuallyReplacedQuality));
     event.PutValue("soe", std::int32_t{0});
     event.PutValue("isabnormal", std::int32_t{0});
     event.PutValue("timestamp", millisecondsNow());
@@ -145,7 +151,7 @@ int ScadaRuntimeInterface::manualReplace(int id, QVariant value)
         newState = static_cast<qint8>(value.toInt());
     }
 
-    if (const int rc = partial.PutValue("quality", kManualQuality))
+    if (const int rc = partial.PutValue("quality", qualityWord(Morvane::ManuallyReplacedQuality)))
         return rc;
     if (const int rc = partial.PutValue("limit", std::int32_t{0}))
         return rc;
@@ -154,8 +160,10 @@ int ScadaRuntimeInterface::manualReplace(int id, QVariant value)
     point.PutValue("changedTime", secondsNow());
 
     if (const int rc = putPartialUpdate(id, partial)) {
-        const char16_t* reason = DravoPlus::GetErrorString(rc);
-        Q_UNUSED(reason)
+        /* The caller gets the code; the middleware's reason goes to the log,
+         * where an engineer looking into a refused replacement finds it. */
+        const QString reason = MorvaneRuntime::middlewareErrorText(rc);
+        QLOG_WARN() << "Manual replacement of point" << id << "was not stored:" << reason;
         return rc;
     }
 
@@ -182,7 +190,8 @@ int ScadaRuntimeInterface::manualReplaceRelease(int id)
     DravoData point;
     if (const int rc = GetPoint(id, point))
         return rc;
-    const std::int32_t quality = point.GetSignedIntValue("quality") & ~kManualQuality;
+    const std::int32_t quality =
+        point.GetSignedIntValue("quality") & ~qualityWord(Morvane::ManuallyReplacedQuality);
     DravoPartialData partial(point.GetTypeName());
     if (const int rc = partial.PutValue("quality", quality))
         return rc;
@@ -210,8 +219,9 @@ int ScadaRuntimeInterface::applyTagToPoint(int id, Morvane::Tagging tag)
         return rc;
     if (const int rc = partial.PutValue("isDirty", std::int32_t{1}))
         return rc;
-    if (newTag & kQualityResettingTags) {
-        if (const int rc = partial.PutValue("quality", std::int32_t{0}))
+    /* Out of service and maintenance also reset quality and limit state. */
+    if (newTag & (Morvane::OutOfServiceTag | Morvane::MaintenanceTag)) {
+        if (const int rc = partial.PutValue("quality", qualityWord(Morvane::GoodQuality)))
             return rc;
         if (const int rc = partial.PutValue("limit", std::int32_t{0}))
             return rc;
@@ -328,7 +338,7 @@ int ScadaRuntimeInterface::setAnalogPoint(int id, double value)
         return rc;
     if (const int rc = partial.PutValue("isDirty", std::int32_t{1}))
         return rc;
-    if (const int rc = partial.PutValue("quality", std::int32_t{0}))
+    if (const int rc = partial.PutValue("quality", qualityWord(Morvane::GoodQuality)))
         return rc;
     if (const int rc = partial.PutValue("scanTime", now))
         return rc;
@@ -349,7 +359,7 @@ int ScadaRuntimeInterface::setStatusValue(int id, qint8 state)
         return rc;
     if (const int rc = partial.PutValue("changedTime", now))
         return rc;
-    if (const int rc = partial.PutValue("quality", std::int32_t{0}))
+    if (const int rc = partial.PutValue("quality", qualityWord(Morvane::GoodQuality)))
         return rc;
     return putPartialStatusUpdate(id, partial);
 }

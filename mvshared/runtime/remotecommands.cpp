@@ -7,6 +7,8 @@
  * Nothing is kept between calls. Each call holds one packet handle for its
  * send and wait; after a failed wait the handle is left to expire on its own.
  */
+#include "middlewaretext_p.h"
+
 #include <MVShared/MorvaneTexts.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
@@ -62,9 +64,7 @@ QByteArray driverTarget(int driver)
 /* A send or wait the middleware failed. */
 RemoteSystemResult middlewareFailure(int error)
 {
-    const char16_t* text = DravoPlus::GetErrorString(error);
-    return makeResult(MiddlewareFailed, error,
-                      QString::fromUtf16(reinterpret_cast<const ushort*>(text)));
+    return makeResult(MiddlewareFailed, error, MorvaneRuntime::middlewareErrorText(error));
 }
 
 QString failMessageOf(const DravoData& reply)

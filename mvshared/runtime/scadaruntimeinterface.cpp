@@ -5,16 +5,11 @@
  */
 #include "scadaruntimeinterface_p.h"
 
+#include "middlewaretext_p.h"
+
 #include <QtNetwork/QHostInfo>
 
-namespace {
-
-int putUtf16(DravoData& record, const char* field, const QString& text)
-{
-    return record.PutValueUtf16(field, reinterpret_cast<const char16_t*>(text.utf16()), text.size());
-}
-
-} // namespace
+using MorvaneRuntime::putUtf16;
 
 /* ---- ScadaRuntimeInterfacePrivate ---------------------------------------- */
 
@@ -39,20 +34,41 @@ DravoData ScadaRuntimeInterfacePrivate::heartbeatRecord(const QString& displayNa
  * forms reach the server and are kept so. */
 void ScadaRuntimeInterfacePrivate::onMidConnected()
 {
-    DravoData record = heartbeatRecord(aliveDisplayName);
-    record.PutValue("oid", static_cast<unsigned char>(aliveOid));
-    record.PutValue("pid", alivePid);
-    if (DravoPlus::ContendHeartBit(aliveTaskName.toUtf8().constData(), record, nullptr, nullptr) == 0)
-        aliveRegistered = true;
-    q->state = Morvane::MWConnected;
-    q->activeServerName = QString::fromUtf8(DravoPlus::activeServer(nullptr));
+    QString taskName;
+    QString displayName;
+    char oid = 0;
+    int pid = 0;
+    {
+        std::lock_guard<std::mutex> lock(stateLock);
+        taskName = aliveTaskName;
+        displayName = aliveDisplayName;
+        oid = aliveOid;
+        pid = alivePid;
+    }
+    DravoData record = heartbeatRecord(displayName);
+    record.PutValue("oid", static_cast<unsigned char>(oid));
+    record.PutValue("pid", pid);
+    const bool entered = DravoPlus::ContendHeartBit(taskName.toUtf8().constData(), record, nullptr, nullptr) == 0;
+    const QString server = QString::fromUtf8(DravoPlus::activeServer(nullptr));
+    {
+        std::lock_guard<std::mutex> lock(stateLock);
+        /* A startAliveTask that failed meanwhile stored another entry, which
+         * this retry did not enter. */
+        if (entered && aliveTaskName == taskName)
+            aliveRegistered = true;
+        q->state = Morvane::MWConnected;
+        q->activeServerName = server;
+    }
     emit q->serverStateChanged();
 }
 
 void ScadaRuntimeInterfacePrivate::onMidDisconnected()
 {
-    q->state = Morvane::MWDisconnected;
-    q->activeServerName = QString();
+    {
+        std::lock_guard<std::mutex> lock(stateLock);
+        q->state = Morvane::MWDisconnected;
+        q->activeServerName = QString();
+    }
     emit q->serverStateChanged();
 }
 
@@ -101,21 +117,31 @@ void ScadaRuntimeInterface::prepareClose()
 
 Morvane::MWStatus ScadaRuntimeInterface::serverState()
 {
-    state = DravoPlus::IsConnect(nullptr) == 0 ? Morvane::MWConnected : Morvane::MWDisconnected;
+    const Morvane::MWStatus polled =
+        DravoPlus::IsConnect(nullptr) == 0 ? Morvane::MWConnected : Morvane::MWDisconnected;
+    std::lock_guard<std::mutex> lock(d->stateLock);
+    state = polled;
     return state;
 }
 
 /* "Invaild" is the product's own spelling; once stored it is kept until a
- * connect or disconnect notification replaces it. */
+ * connect or disconnect notification replaces it. The listener replaces the
+ * cache on its own thread at any time, so callers get a reference to their
+ * thread's copy of it, never to the cache itself. The cache is checked and
+ * filled under one hold of the lock, so that a notification cannot fall
+ * between the two and be overwritten by an older answer. */
 const QString& ScadaRuntimeInterface::activeServer()
 {
-    if (!activeServerName.isEmpty())
-        return activeServerName;
-    if (const char* server = DravoPlus::activeServer(nullptr))
-        activeServerName = QString::fromUtf8(server);
-    else
-        activeServerName = tr("Invaild");
-    return activeServerName;
+    thread_local QString answer;
+    std::lock_guard<std::mutex> lock(d->stateLock);
+    if (activeServerName.isEmpty()) {
+        if (const char* server = DravoPlus::activeServer(nullptr))
+            activeServerName = QString::fromUtf8(server);
+        else
+            activeServerName = tr("Invaild");
+    }
+    answer = activeServerName;
+    return answer;
 }
 
 QStringList ScadaRuntimeInterface::serverCandidate()
@@ -163,6 +189,7 @@ int ScadaRuntimeInterface::startAliveTask(const QString& taskName, const QString
     record.PutValue("pid", pid);
     if (DravoPlus::ContendHeartBit(taskName.toUtf8().constData(), record, nullptr, nullptr) == 0)
         return 0;
+    std::lock_guard<std::mutex> lock(d->stateLock);
     d->aliveTaskName = taskName;
     d->aliveDisplayName = displayName;
     d->aliveOid = oid;

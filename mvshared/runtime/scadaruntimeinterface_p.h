@@ -3,6 +3,13 @@
  * listener. It follows the connection for its owner and keeps the heartbeat
  * entry that failed, so that every later connect notification enters it
  * again.
+ *
+ * The listener runs on the middleware's notification thread while the
+ * application's threads read the state and the active server and enter
+ * heartbeats. stateLock guards what both sides touch: the owner's state and
+ * active-server cache, and the alive values here. No middleware call is made
+ * while it is held, except the owner's activeServer() asking for the server
+ * name, which only reads the middleware's current address.
  */
 #ifndef MVSHARED_SCADARUNTIMEINTERFACE_P_H
 #define MVSHARED_SCADARUNTIMEINTERFACE_P_H
@@ -12,6 +19,8 @@
 #include <DravoPlus/DravoPlus.h>
 
 #include <QtCore/QString>
+
+#include <mutex>
 
 class ScadaRuntimeInterfacePrivate : public DravoStatusListenerBase
 {
@@ -32,6 +41,9 @@ public:
     char aliveOid;
     int alivePid;
     bool aliveRegistered;
+    /* A standard mutex: the thread sanitizer sees its locking, which it
+     * cannot see inside the distribution's Qt. */
+    std::mutex stateLock;
 };
 
 #endif

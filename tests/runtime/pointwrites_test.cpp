@@ -10,8 +10,13 @@
 
 #include <MVShared/ScadaRuntimeInterface.h>
 
+#include <QsLog/QsLog.h>
+#include <QsLog/QsLogDest.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
+#include <QtCore/QSharedPointer>
+#include <QtCore/QString>
 #include <QtCore/QVariant>
 
 #include <atomic>
@@ -19,6 +24,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -119,6 +125,60 @@ std::string text(const DravoData& record, const char* field)
     record.GetValue(field, value);
     return value;
 }
+
+// Keeps every message the logger hands it, with its level.
+class LogJournal : public QsLogging::Destination
+{
+public:
+    struct Line {
+        QString message;
+        QsLogging::Level level;
+    };
+
+    void write(const QString& message, QsLogging::Level level) override
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_lines.push_back({message, level});
+    }
+    bool isValid() override { return true; }
+
+    std::vector<Line> lines()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_lines;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<Line> m_lines;
+};
+
+// A journal attached to the process's logger for one scope; the logger
+// passes warnings meanwhile, whatever its level was.
+class AttachedJournal
+{
+public:
+    AttachedJournal()
+        : m_journal(QSharedPointer<LogJournal>::create()),
+          m_levelBefore(QsLogging::Logger::instance().loggingLevel())
+    {
+        QsLogging::Logger::instance().setLoggingLevel(QsLogging::WarnLevel);
+        QsLogging::Logger::instance().addDestination(m_journal);
+    }
+    ~AttachedJournal()
+    {
+        QsLogging::Logger::instance().removeDestination(m_journal);
+        QsLogging::Logger::instance().setLoggingLevel(m_levelBefore);
+    }
+    AttachedJournal(const AttachedJournal&) = delete;
+    AttachedJournal& operator=(const AttachedJournal&) = delete;
+
+    std::vector<LogJournal::Line> lines() { return m_journal->lines(); }
+
+private:
+    QSharedPointer<LogJournal> m_journal;
+    QsLogging::Level m_levelBefore;
+};
 
 bool nearNow(std::int64_t milliseconds)
 {
@@ -411,6 +471,33 @@ TEST_F(PointWritesTest, ManualReplaceOf200000WithoutTextRecordReturnsStoreError)
     EXPECT_EQ(callsOf(calls, "PutPartialDataPoint").size(), 1u);
     EXPECT_TRUE(callsOf(calls, "SendEventNamed").empty());
     EXPECT_TRUE(refreshesOf(calls).empty());
+}
+
+TEST_F(PointWritesTest, ManualReplaceStoreFailureIsLoggedWithThePointAndTheMiddlewaresText)
+{
+    putAnalogRecord("ANALOG200000", 200000, 1.0);
+    ScadaRuntimeInterface* rt = newRuntime();
+    AttachedJournal journal;
+
+    EXPECT_EQ(rt->manualReplace(200000, QVariant(7.0)), DRAVO_NOT_FOUND);
+
+    const std::vector<LogJournal::Line> lines = journal.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].level, QsLogging::WarnLevel);
+    const QString reason =
+        QString::fromUtf16(reinterpret_cast<const ushort*>(DravoPlus::GetErrorString(DRAVO_NOT_FOUND)));
+    EXPECT_EQ(lines[0].message, QStringLiteral("Manual replacement of point 200000 was not stored: ") + reason);
+}
+
+TEST_F(PointWritesTest, StoredManualReplacementLogsNothing)
+{
+    keep("STATUS100003");
+    ScadaRuntimeInterface* rt = newRuntime();
+    AttachedJournal journal;
+
+    EXPECT_EQ(rt->manualReplace(kOpenStatus, QVariant(1)), 0);
+
+    EXPECT_TRUE(journal.lines().empty());
 }
 
 // ---- Manual replacement of text points -----------------------------------------

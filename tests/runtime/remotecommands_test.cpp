@@ -678,6 +678,47 @@ TEST_F(RemoteCommandsTest, StatusWriteTimesOutWhenDriverIsSilent)
                  middlewareText(DRAVO_TIMEOUT));
 }
 
+// ---- Packet handles after a failed wait -------------------------------------
+
+// Every command leaves the handle of a wait that ended without a reply to
+// expire in the middleware: none of them releases it on that path, RTU
+// commands and polls included. Every answered wait releases it once.
+TEST_F(RemoteCommandsTest, FailedWaitsLeaveTheHandleToExpireInEveryCommand)
+{
+    constexpr int kRtu = 3;
+    keep(recordNameOf("REMOTEUNIT", kRtu));
+    keep(recordNameOf("ANALOG", freeAnalog));
+    Answer answer;
+    answer.silent = true;
+    answer.apply = false;
+    startDriver().setDefaultAnswer(answer);
+    const QString timeout = middlewareText(DRAVO_TIMEOUT);
+
+    startRecording();
+    expectResult(rt->controlRtu(kRtu, kDriver, kChannel, Morvane::IntegrityPoll), 1, DRAVO_TIMEOUT, timeout);
+    expectResult(rt->timeSync(kRtu, kDriver, kChannel), 1, DRAVO_TIMEOUT, timeout);
+    expectResult(rt->controlAos({{freeAnalog, 1.0}}, kDriver, kChannel, 1), 1, DRAVO_TIMEOUT, timeout);
+    expectResult(rt->deviceCmd(freeStatus, kDriver, kChannel, QStringLiteral("READ"), QByteArray()), 1,
+                 DRAVO_TIMEOUT, timeout);
+    DravoData envelope = statusEnvelope(freeStatus, 1);
+    expectResult(rt->writeStatusPoint(freeStatus, kDriver, kChannel, envelope, false), 1, DRAVO_TIMEOUT,
+                 timeout);
+    const std::vector<DravoRecordedCall> calls = takeCalls();
+    EXPECT_EQ(callsOf(calls, "SendPacket").size(), 5u);
+    EXPECT_EQ(callsOf(calls, "WaitUndefinedReply").size() + callsOf(calls, "WaitReply").size(), 5u);
+    EXPECT_TRUE(callsOf(calls, "DisConnect").empty());
+    EXPECT_EQ(driver->commandsReceived(), 5);
+
+    // The same driver answering again: each wait ends with a reply and its
+    // handle is released.
+    driver->setDefaultAnswer(Answer());
+    startRecording();
+    expectResult(rt->controlRtu(kRtu, kDriver, kChannel, Morvane::IntegrityPoll), 0, 0,
+                 QStringLiteral("Invaild ErrorCode"));
+    expectResult(rt->controlAos({{freeAnalog, 1.0}}, kDriver, kChannel, 1), 0, 0, QStringLiteral("Invaild ErrorCode"));
+    EXPECT_EQ(callsOf(takeCalls(), "DisConnect").size(), 2u);
+}
+
 // ---- Middleware outage -----------------------------------------------------
 
 TEST_F(RemoteCommandsTest, OutageFailsPollsInTheMiddlewareAndRefusesControls)

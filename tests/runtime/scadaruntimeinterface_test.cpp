@@ -27,7 +27,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace runtimetest {
@@ -750,6 +752,96 @@ TEST_F(ScadaRuntimeInterfaceTest, ConnectNotificationContendsEvenWithInitialEmpt
     EXPECT_EQ(record.GetWStringValue("location"), hostName());
     // A failed retry leaves the flag as it was.
     EXPECT_TRUE(rt->d_func()->aliveRegistered);
+}
+
+
+// ---- Threads ------------------------------------------------------------------
+
+// The answer is the calling thread's own copy: what the listener or another
+// thread does afterwards does not change a reference already handed out.
+TEST_F(ScadaRuntimeInterfaceTest, ActiveServerReferenceIsTheCallingThreadsOwnCopy)
+{
+    ScadaRuntimeInterface* rt = newRuntime();
+    SignalWatch* state = watch(rt);
+    rt->connectMid();
+    const QString& held = rt->activeServer();
+    ASSERT_EQ(held, QStringLiteral("embedded"));
+
+    // The disconnect notification empties the cache on the middleware's
+    // thread, and another thread then caches "Invaild".
+    ASSERT_EQ(setServerOnline(false), DRAVO_OK);
+    ASSERT_TRUE(state->waitForCount(1));
+    QString otherAnswer;
+    std::thread other([rt, &otherAnswer] { otherAnswer = rt->activeServer(); });
+    other.join();
+    EXPECT_EQ(otherAnswer, QStringLiteral("Invaild"));
+    EXPECT_EQ(held, QStringLiteral("embedded"));
+
+    // The next call on this thread answers from the cache again.
+    EXPECT_EQ(rt->activeServer(), QStringLiteral("Invaild"));
+    EXPECT_EQ(held, QStringLiteral("Invaild"));
+}
+
+// An operator console asks for the state and the active server from a status
+// timer while the middleware's notification thread follows a connection that
+// comes and goes, and a task enters its heartbeat meanwhile. Every value read
+// is one the interface can hold, and once the server stays up the interface
+// knows it again.
+TEST_F(ScadaRuntimeInterfaceTest, StateAndActiveServerAreReadSafelyWhileTheServerFlaps)
+{
+    constexpr int kFlaps = 60;
+    constexpr int kServerReaders = 3;
+    ScadaRuntimeInterface* rt = newRuntime();
+    SignalWatch* state = watch(rt);
+    rt->connectMid();
+    const QString task = QString::fromStdString(uniqueTask("Flapping"));
+
+    std::atomic<bool> stop{false};
+    std::atomic<int> illegal{0};
+    std::atomic<int> reads{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < kServerReaders; ++i) {
+        readers.emplace_back([&] {
+            while (!stop.load()) {
+                const QString& server = rt->activeServer();
+                if (server != QStringLiteral("embedded") && server != QStringLiteral("Invaild"))
+                    ++illegal;
+                ++reads;
+            }
+        });
+    }
+    readers.emplace_back([&] {
+        while (!stop.load()) {
+            const Morvane::MWStatus now = rt->serverState();
+            if (now != Morvane::MWConnected && now != Morvane::MWDisconnected)
+                ++illegal;
+            ++reads;
+        }
+    });
+    readers.emplace_back([&] {
+        while (!stop.load()) {
+            const int rc = rt->startAliveTask(task, QStringLiteral("Flapping"), char(3), 33);
+            if (rc != 0 && rc != -1)
+                ++illegal;
+        }
+    });
+
+    int flapped = 0;
+    for (; flapped < kFlaps; ++flapped) {
+        if (setServerOnline(false) != DRAVO_OK || setServerOnline(true) != DRAVO_OK)
+            break;
+        settle(2ms);
+    }
+    stop.store(true);
+    for (std::thread& reader : readers)
+        reader.join();
+
+    EXPECT_EQ(flapped, kFlaps);
+    EXPECT_EQ(illegal.load(), 0);
+    EXPECT_GT(reads.load(), 0);
+    EXPECT_GT(state->emitted(), 0);
+    EXPECT_TRUE(waitUntil([rt] { return rt->serverState() == Morvane::MWConnected; }));
+    EXPECT_TRUE(waitUntil([rt] { return rt->activeServer() == QStringLiteral("embedded"); }));
 }
 
 } // namespace

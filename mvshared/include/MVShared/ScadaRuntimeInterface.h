@@ -10,8 +10,10 @@
  *
  * Results are the middleware's codes (0 success), or -1 where a call says
  * so; nothing throws. Calls may come from several threads; the name cache
- * is guarded by its own lock, the reads rely on the middleware. Do not
- * destroy the object while another thread is inside a call.
+ * is guarded by its own lock, the reads rely on the middleware. The state
+ * and the active server may be asked for from any thread while the
+ * middleware's notification thread updates them. Do not destroy the object
+ * while another thread is inside a call.
  */
 #ifndef MVSHARED_SCADARUNTIMEINTERFACE_H
 #define MVSHARED_SCADARUNTIMEINTERFACE_H
@@ -55,7 +57,10 @@ public:
     /* Asks the middleware; stores and returns the state without a signal. */
     Morvane::MWStatus serverState();
     /* The active server's name; "Invaild" (translated) when the middleware
-     * knows none, kept until a connection notification changes it. */
+     * knows none, kept until a connection notification changes it. The
+     * reference is to the calling thread's own copy: it stays valid and
+     * unchanged until the same thread calls activeServer() again (on any
+     * interface). Copy it to keep it longer. */
     const QString& activeServer();
     /* The configured server addresses. */
     QStringList serverCandidate();
@@ -224,7 +229,8 @@ public:
 
     /* Replaces the point's value by hand (quality 4); status and analog
      * points publish their change event when the value changed and ask the
-     * other stations to refresh the point. */
+     * other stations to refresh the point. A store the middleware refuses is
+     * logged as a warning with the point and the middleware's text. */
     int manualReplace(int id, QVariant value);
     /* Clears the manual replacement bit of the point's quality. */
     int manualReplaceRelease(int id);
