@@ -16,8 +16,7 @@
 
 #include <DravoPlus/DravoPlus.h>
 
-#include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
+#include <boundedjson.h>
 
 #include <algorithm>
 #include <atomic>
@@ -389,10 +388,13 @@ std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::
 {
     Checker check(path);
     rapidjson::Document doc;
-    doc.Parse(text.data(), text.size());
-    if (doc.HasParseError()) {
-        error = path + ": " + lineAndColumn(text, doc.GetErrorOffset()) + ": not valid JSON: "
-                + rapidjson::GetParseError_En(doc.GetParseError());
+    const boundedjson::Outcome parsed = boundedjson::parse(doc, text.data(), text.size());
+    if (parsed.tooDeep) {
+        error = path + ": " + lineAndColumn(text, parsed.offset) + ": " + parsed.message();
+        return nullptr;
+    }
+    if (!parsed.ok()) {
+        error = path + ": " + lineAndColumn(text, parsed.offset) + ": not valid JSON: " + parsed.message();
         return nullptr;
     }
     auto dict = std::make_unique<Dictionary>();

@@ -626,6 +626,33 @@ TEST_F(DictionaryFileTest, ChangedEventSourcePastTheSourceTypeIsRefused)
     }
 }
 
+// A megabyte of openings, as a damaged or hostile file may hold: refused
+// with a clear error, where a recursive parse would exhaust the stack.
+TEST_F(DictionaryFileTest, DeeplyNestedFileIsRefusedWithoutExhaustingTheStack)
+{
+    for (const std::string unit : {"[", "{\"a\":"}) {
+        SCOPED_TRACE(unit);
+        std::string text;
+        while (text.size() < 1000000)
+            text += unit;
+        expectRefused(writeDictionary(text), {"nesting deeper than 128"});
+    }
+}
+
+// The root object is the first level; a member nested to 128 levels in all
+// is ignored like any member the loader does not know, one more is refused.
+TEST_F(DictionaryFileTest, NestingUpToTheLimitStillLoads)
+{
+    const auto withDeepMember = [this](int levels) {
+        std::string text = m_productText;
+        text.insert(text.find('{') + 1, "\"comment\": " + std::string(levels - 1, '[') + std::string(levels - 1, ']') + ",");
+        return writeDictionary(text);
+    };
+    std::string error;
+    EXPECT_EQ(DravoPlus::LoadDictionary(withDeepMember(128).c_str(), &error), DRAVO_OK) << error;
+    expectRefused(withDeepMember(129), {"nesting deeper than 128"});
+}
+
 TEST_F(DictionaryFileTest, MissingFileIsRefused)
 {
     const std::string path = makeTempFile("dravo-dictionary");

@@ -29,13 +29,12 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <boundedjson.h>
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 #include <QTextStream>
@@ -111,21 +110,45 @@ QVector<int> spreadIndexes(int size)
     return picked;
 }
 
-NamedObject namedObject(const QJsonObject& item, const QString& kind, const QString& prefix,
-                        const QString& recordPrefix, int objectType)
+using Json = rapidjson::Value;
+
+/* A member of an object; null when it is absent or object is no object. */
+const Json& member(const Json& object, const char* name)
+{
+    static const Json absent;
+    if (!object.IsObject())
+        return absent;
+    const auto it = object.FindMember(name);
+    return it == object.MemberEnd() ? absent : it->value;
+}
+
+QString textOf(const Json& value)
+{
+    return value.IsString() ? QString::fromUtf8(value.GetString(), static_cast<int>(value.GetStringLength())) : QString();
+}
+
+int listSize(const Json& list)
+{
+    return list.IsArray() ? static_cast<int>(list.Size()) : 0;
+}
+
+NamedObject namedObject(const Json& item, const QString& kind, const QString& prefix, const QString& recordPrefix,
+                        int objectType)
 {
     NamedObject o;
     o.kind = kind;
-    o.name = item.value(QStringLiteral("name")).toString();
+    o.name = textOf(member(item, "name"));
     o.indexKey = prefix + o.name;
     o.recordPrefix = recordPrefix;
     o.objectType = objectType;
-    o.id = item.value(QStringLiteral("id")).toInt();
+    const Json& id = member(item, "id");
+    o.id = id.IsInt() ? id.GetInt() : 0;
     return o;
 }
 
-/* Reads the plant file with Qt's own JSON reader, independently of the
- * loader, so that the read-back compares against the file itself. */
+/* Reads the plant file itself, independently of the loader, so that the
+ * read-back compares against the file rather than against the loader's view
+ * of it. */
 bool readOutline(const QString& path, PlantOutline& outline, QString& why)
 {
     QFile file(path);
@@ -133,14 +156,15 @@ bool readOutline(const QString& path, PlantOutline& outline, QString& why)
         why = file.errorString();
         return false;
     }
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &parseError);
-    if (parseError.error != QJsonParseError::NoError || !doc.isObject()) {
-        why = parseError.errorString();
+    const QByteArray text = file.readAll();
+    rapidjson::Document doc;
+    const boundedjson::Outcome parsed = boundedjson::parse(doc, text.constData(), static_cast<std::size_t>(text.size()));
+    if (!parsed.ok() || !doc.IsObject()) {
+        why = parsed.ok() ? QStringLiteral("the plant file is no JSON object")
+                          : QString::fromStdString(parsed.message());
         return false;
     }
-    const QJsonObject top = doc.object();
-    outline.name = top.value(QStringLiteral("plant")).toString();
+    outline.name = textOf(member(doc, "plant"));
 
     struct Kind {
         const char* member;
@@ -151,18 +175,21 @@ bool readOutline(const QString& path, PlantOutline& outline, QString& why)
     const Kind kinds[] = {{"status", "status point", "STATUS", kObjectStatus},
                           {"analog", "analog point", "ANALOG", kObjectAnalog},
                           {"text", "text point", "TEXT", kObjectText}};
-    const QJsonObject points = top.value(QStringLiteral("points")).toObject();
+    const Json& points = member(doc, "points");
     for (const Kind& kind : kinds) {
-        const QJsonArray list = points.value(QLatin1String(kind.member)).toArray();
-        for (int i : spreadIndexes(list.size()))
-            outline.points.append(namedObject(list.at(i).toObject(), QLatin1String(kind.label), QString(),
-                                              QLatin1String(kind.record), kind.objectType));
+        const Json& list = member(points, kind.member);
+        for (int i : spreadIndexes(listSize(list)))
+            outline.points.append(namedObject(list[static_cast<rapidjson::SizeType>(i)], QLatin1String(kind.label),
+                                              QString(), QLatin1String(kind.record), kind.objectType));
     }
-    for (const QJsonValue& v : top.value(QStringLiteral("channels")).toArray())
-        outline.channels.append(namedObject(v.toObject(), QStringLiteral("channel"), QStringLiteral("@C::"),
-                                            QStringLiteral("COMMLINK"), kObjectChannel));
-    for (const QJsonValue& v : top.value(QStringLiteral("remoteUnits")).toArray())
-        outline.remoteUnits.append(namedObject(v.toObject(), QStringLiteral("remote unit"), QStringLiteral("@R::"),
+    const Json& channels = member(doc, "channels");
+    for (int i = 0; i < listSize(channels); ++i)
+        outline.channels.append(namedObject(channels[static_cast<rapidjson::SizeType>(i)], QStringLiteral("channel"),
+                                            QStringLiteral("@C::"), QStringLiteral("COMMLINK"), kObjectChannel));
+    const Json& remoteUnits = member(doc, "remoteUnits");
+    for (int i = 0; i < listSize(remoteUnits); ++i)
+        outline.remoteUnits.append(namedObject(remoteUnits[static_cast<rapidjson::SizeType>(i)],
+                                               QStringLiteral("remote unit"), QStringLiteral("@R::"),
                                                QStringLiteral("REMOTEUNIT"), kObjectRemoteUnit));
     return true;
 }
