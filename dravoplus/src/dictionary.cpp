@@ -4,8 +4,11 @@
  * Everything a record type promises is checked once, here, when the file is
  * read: fixed fields lie inside the type and do not overlap, kinds are known,
  * nested and source types exist, and every changed-event field is cut from a
- * field of the same width and kind at the position it names. Records can
- * then trust their types without checking again.
+ * field of the same width and kind at the position it names; offsets and
+ * sizes are summed wide, so that no value near the int limit wraps past a
+ * check. Records, and the change packet that copies fields by these
+ * positions into buffers of the type's size, then trust their types without
+ * checking again.
  */
 #include "dictionary.h"
 
@@ -13,8 +16,7 @@
 
 #include <DravoPlus/DravoPlus.h>
 
-#include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
+#include <boundedjson.h>
 
 #include <algorithm>
 #include <atomic>
@@ -89,6 +91,14 @@ std::string lineAndColumn(const std::string& text, std::size_t offset)
         }
     }
     return "line " + std::to_string(line) + " column " + std::to_string(column);
+}
+
+/* Whether bytes [offset, offset + size) lie within limit bytes. Summed in 64
+ * bits: an offset and a size that each fit an int can add up past its
+ * range, wrap negative and pass a narrow comparison. */
+bool liesWithin(int offset, int size, int limit)
+{
+    return offset >= 0 && size >= 0 && static_cast<long long>(offset) + size <= limit;
 }
 
 bool readInt(const rapidjson::Value& object, const char* member, int& out, bool& present, Checker& check,
@@ -171,7 +181,7 @@ bool parseField(const rapidjson::Value& json, DravoRecordType& type, Checker& ch
             check.fail(at, "a utf16 field needs an even size");
             return false;
         }
-        if (field.offset + field.size > type.size) {
+        if (!liesWithin(field.offset, field.size, type.size)) {
             check.fail(at, "offset " + std::to_string(field.offset) + " + " + std::to_string(field.size)
                                + " bytes is past the type's size " + std::to_string(type.size));
             return false;
@@ -200,7 +210,7 @@ bool checkOverlaps(const DravoRecordType& type, Checker& check, const std::strin
             fixed.push_back(&f);
     std::sort(fixed.begin(), fixed.end(), [](const DravoFieldDef* a, const DravoFieldDef* b) { return a->offset < b->offset; });
     for (std::size_t i = 1; i < fixed.size(); ++i) {
-        if (fixed[i - 1]->offset + fixed[i - 1]->size > fixed[i]->offset) {
+        if (!liesWithin(fixed[i - 1]->offset, fixed[i - 1]->size, fixed[i]->offset)) {
             check.fail(where, "fields '" + fixed[i - 1]->name + "' and '" + fixed[i]->name + "' overlap");
             return false;
         }
@@ -262,6 +272,12 @@ bool checkReferences(const Dictionary& dict, Checker& check)
             }
             if (f.source < 0 || !source)
                 continue;
+            if (!liesWithin(f.source, f.size, source->size)) {
+                check.fail(at, "source position " + std::to_string(f.source) + " + " + std::to_string(f.size)
+                                   + " bytes is past the size " + std::to_string(source->size) + " of '" + source->name
+                                   + "'");
+                return false;
+            }
             auto match = std::find_if(source->fields.begin(), source->fields.end(),
                                       [&](const DravoFieldDef& s) { return s.offset == f.source; });
             if (match == source->fields.end() || match->size != f.size || match->kind != f.kind || !f.isFixed()) {
@@ -372,10 +388,13 @@ std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::
 {
     Checker check(path);
     rapidjson::Document doc;
-    doc.Parse(text.data(), text.size());
-    if (doc.HasParseError()) {
-        error = path + ": " + lineAndColumn(text, doc.GetErrorOffset()) + ": not valid JSON: "
-                + rapidjson::GetParseError_En(doc.GetParseError());
+    const boundedjson::Outcome parsed = boundedjson::parse(doc, text.data(), text.size());
+    if (parsed.tooDeep) {
+        error = path + ": " + lineAndColumn(text, parsed.offset) + ": " + parsed.message();
+        return nullptr;
+    }
+    if (!parsed.ok()) {
+        error = path + ": " + lineAndColumn(text, parsed.offset) + ": not valid JSON: " + parsed.message();
         return nullptr;
     }
     auto dict = std::make_unique<Dictionary>();

@@ -6,8 +6,10 @@
  * appends the records to every subscribed box whose domain fits, trims each
  * box to its capacity and tells the owner what was dropped: fan-out, order
  * and overflow are decided on the server in one step, whichever process
- * sends. Receiving takes what is queued in one step and, when nothing is,
- * blocks on the box's list on the caller's own connection.
+ * sends. A box whose record on the server is damaged is skipped there and
+ * reported in its description (redisscripts.cpp). Receiving takes what is
+ * queued in one step and, when nothing is, blocks on the box's list on the
+ * caller's own connection.
  */
 #include "redisbackend.h"
 
@@ -30,6 +32,8 @@ DravoEventBoxInfo describe(const redisReply* box)
     info.dropped = static_cast<std::uint64_t>(integer(at(box, 4)));
     info.persistent = integer(at(box, 5)) != 0;
     info.domain = text(at(box, 6));
+    info.skipped = static_cast<std::uint64_t>(integer(at(box, 7)));
+    info.damage = text(at(box, 8));
     return info;
 }
 

@@ -187,6 +187,10 @@ int errorCode(const redisReply* reply)
         return DRAVO_READ_ONLY;
     if (startsWith(message, "NOAUTH") || startsWith(message, "WRONGPASS") || startsWith(message, "NOPERM"))
         return DRAVO_AUTH_FAILED;
+    /* A key of the wrong type, met by a command or refused by a script
+     * before it wrote anything (redisscripts.cpp): damaged data. */
+    if (startsWith(message, "DAMAGED") || startsWith(message, "WRONGTYPE"))
+        return DRAVO_MALFORMED;
     return DRAVO_SERVER_ERROR;
 }
 

@@ -167,6 +167,8 @@ int RedisBackend::putPartials(const std::vector<std::string>& names,
                 return DRAVO_OK;
             if (outcome == 1)
                 return DRAVO_NOT_FOUND;
+            if (outcome == 3)
+                return DRAVO_MALFORMED;
         }
         return applyAndWrite(connection, names, partials, publish);
     });

@@ -7,6 +7,8 @@
  *   type:<type>       sorted set (all scores 0, so name order) of record names
  *   boxes             sorted set of box names
  *   box:<name>        hash: kind, capacity, domain, owner, port, persistent, dropped
+ *   skipped           hash: box name -> records not delivered to the box while
+ *                     its record was damaged
  *   kind:<kind>       set of the boxes subscribed to an event kind
  *   port:<port>       the name of the box that owns a port
  *   q:<port>          list: a box's queue, oldest first; an empty element
@@ -41,13 +43,71 @@ namespace {
 
 const char* const kPrefix = "dravo:";
 
-/* Functions every script may use. */
+/* Functions every script may use.
+ *
+ * Whatever lies under these keys may have been damaged (a hand edit,
+ * another program, an older version), and a script that fails half-way
+ * keeps every write it made before the failure: the server rolls nothing
+ * back. So no command that could fail on stored data runs after a script's
+ * first write. Each script checks the types of the keys it uses and the
+ * fields it reads first; a damaged key that is the subject of the call
+ * refuses the call before anything is written ("DAMAGED ...", which the
+ * client gives as DRAVO_MALFORMED), and a damaged box among the subscribers
+ * of a kind is skipped, never a reason to fail a write or a send: what it
+ * missed is counted for it in "skipped", and ListEventBoxes and
+ * GetEventBoxInfo show the count and what is wrong with the box. */
 const char* const kLibrary = R"lua(
 local P = 'dravo:'
 local NOTICE_LIFE = 600000
+local SKIPPED = P .. 'skipped'
 
+local function keyType(key)
+  return redis.call('TYPE', key)['ok']
+end
+
+-- The key is absent or holds the given type.
+local function fits(key, kind)
+  local t = keyType(key)
+  return t == 'none' or t == kind
+end
+
+local function refuse(what)
+  error({err = 'DAMAGED ' .. what})
+end
+
+-- Refuses the call unless every key fits its type: {key, type, ...}.
+local function requireFit(list)
+  for i = 1, #list, 2 do
+    if not fits(list[i], list[i + 1]) then refuse(list[i] .. ' is not a ' .. list[i + 1]) end
+  end
+end
+
+local function isCount(value)
+  return type(value) == 'string' and #value <= 15 and string.match(value, '^%d+$') ~= nil
+end
+
+-- A counter for INCR that holds no count is started again (DEL): the
+-- loops that draw from it skip the numbers still in use.
+local function usableCounter(key)
+  local t = keyType(key)
+  if t == 'none' then return true end
+  if t ~= 'string' then return false end
+  local value = redis.call('GET', key)
+  return #value <= 18 and string.match(value, '^%d+$') ~= nil
+end
+
+-- The client id a key holds (a lease, the receiver of a target); a key of
+-- another type holds nobody, and SET takes it over.
+local function holderOf(key)
+  if keyType(key) ~= 'string' then return false end
+  return redis.call('GET', key)
+end
+
+-- A news list that is no list holds nothing its client could read, and
+-- makes way for the news.
 local function notice(client, news)
   local key = P .. 'notices:' .. client
+  if not fits(key, 'list') then redis.call('DEL', key) end
   redis.call('RPUSH', key, news)
   redis.call('PEXPIRE', key, NOTICE_LIFE)
 end
@@ -58,60 +118,139 @@ local function pushAll(key, items, first, last)
   end
 end
 
+-- A box's settings, checked: nil when there is no such box; false and what
+-- is wrong when its record is damaged.
+local function readBox(name)
+  local key = P .. 'box:' .. name
+  local t = keyType(key)
+  if t == 'none' then return nil end
+  if t ~= 'hash' then return false, 'its record is not a hash' end
+  local v = redis.call('HMGET', key, 'kind', 'capacity', 'domain', 'owner', 'port', 'persistent', 'dropped')
+  if not (v[1] and #v[1] <= 11 and string.match(v[1], '^%-?%d+$')) then return false, 'its kind is not a number' end
+  if not (isCount(v[2]) and tonumber(v[2]) >= 1) then return false, 'its capacity is not a positive number' end
+  if not v[3] then return false, 'its domain is missing' end
+  if not v[4] or v[4] == '' then return false, 'its owner is missing' end
+  if not (isCount(v[5]) and tonumber(v[5]) >= 1) then return false, 'its port is not a positive number' end
+  if v[6] ~= '0' and v[6] ~= '1' then return false, 'its persistent flag is not 0 or 1' end
+  if not isCount(v[7]) then return false, 'its dropped count is not a number' end
+  local queue = P .. 'q:' .. v[5]
+  if not fits(queue, 'list') then return false, 'its queue is not a list' end
+  return {name = name, key = key, kind = v[1], capacity = tonumber(v[2]), domain = v[3], owner = v[4],
+          port = v[5], persistent = v[6], dropped = v[7], queue = queue}
+end
+
+-- Records a damaged box missed, per box name.
+local function skippedCount(name)
+  if keyType(SKIPPED) ~= 'hash' then return 0 end
+  local count = redis.call('HGET', SKIPPED, name)
+  return isCount(count) and tonumber(count) or 0
+end
+
+-- A tally that is no hash is started again.
+local function countSkipped(name, n)
+  local before = skippedCount(name)
+  if not fits(SKIPPED, 'hash') then redis.call('DEL', SKIPPED) end
+  redis.call('HSET', SKIPPED, name, before + n)
+end
+
+local function forgetSkipped(name)
+  if keyType(SKIPPED) == 'hash' then redis.call('HDEL', SKIPPED, name) end
+end
+
 -- Every box of the kind whose domain fits gets items[first..]; a box over
--- its capacity drops its oldest, counts them and tells its owner.
+-- its capacity drops its oldest, counts them and tells its owner. Every box
+-- is checked before the first is written to; a damaged one is skipped and
+-- what it missed is counted for it. A kind index that is no set names no
+-- box.
 local function deliver(kind, domain, items, first)
   local last = #items
   if last < first then return end
-  for _, name in ipairs(redis.call('SMEMBERS', P .. 'kind:' .. kind)) do
-    local key = P .. 'box:' .. name
-    local b = redis.call('HMGET', key, 'domain', 'capacity', 'port', 'owner')
-    if b[3] and (b[1] == '' or domain == '' or b[1] == domain) then
-      local queue = P .. 'q:' .. b[3]
-      pushAll(queue, items, first, last)
-      local excess = redis.call('LLEN', queue) - tonumber(b[2])
-      if excess > 0 then
-        redis.call('LTRIM', queue, excess, -1)
-        redis.call('HINCRBY', key, 'dropped', excess)
-        notice(b[4], 'O' .. excess .. ':' .. name)
-      end
+  local subscribed = P .. 'kind:' .. kind
+  if keyType(subscribed) ~= 'set' then return end
+  local boxes, damaged = {}, {}
+  for _, name in ipairs(redis.call('SMEMBERS', subscribed)) do
+    local box = readBox(name)
+    if box == false then
+      damaged[#damaged + 1] = name
+    elseif box and (box.domain == '' or domain == '' or box.domain == domain) then
+      boxes[#boxes + 1] = box
     end
   end
+  for _, box in ipairs(boxes) do
+    pushAll(box.queue, items, first, last)
+    local excess = redis.call('LLEN', box.queue) - box.capacity
+    if excess > 0 then
+      redis.call('LTRIM', box.queue, excess, -1)
+      redis.call('HINCRBY', box.key, 'dropped', excess)
+      notice(box.owner, 'O' .. excess .. ':' .. box.name)
+    end
+  end
+  for _, name in ipairs(damaged) do countSkipped(name, last - first + 1) end
 end
 
+-- A box goes with its port, its queue (leaving the mark that tells a
+-- waiting receiver) and its index entries; a damaged box goes too, with
+-- whatever of it can be found, so that an operator can clear it away.
 local function removeBox(name)
   local key = P .. 'box:' .. name
-  local b = redis.call('HMGET', key, 'kind', 'port')
-  if not b[2] then return 0 end
-  redis.call('DEL', key, P .. 'port:' .. b[2])
-  redis.call('SREM', P .. 'kind:' .. b[1], name)
-  redis.call('ZREM', P .. 'boxes', name)
-  local queue = P .. 'q:' .. b[2]
-  redis.call('DEL', queue)
-  redis.call('RPUSH', queue, '')
-  redis.call('PEXPIRE', queue, 60000)
+  local t = keyType(key)
+  if t == 'none' then return 0 end
+  local kind, port = false, false
+  if t == 'hash' then
+    local b = redis.call('HMGET', key, 'kind', 'port')
+    kind, port = b[1], b[2]
+  end
+  local subscribed = kind and P .. 'kind:' .. kind
+  local unsubscribe = subscribed and keyType(subscribed) == 'set'
+  local unlist = keyType(P .. 'boxes') == 'zset'
+  redis.call('DEL', key)
+  if unsubscribe then redis.call('SREM', subscribed, name) end
+  if unlist then redis.call('ZREM', P .. 'boxes', name) end
+  forgetSkipped(name)
+  if isCount(port) then
+    local queue = P .. 'q:' .. port
+    redis.call('DEL', P .. 'port:' .. port, queue)
+    redis.call('RPUSH', queue, '')
+    redis.call('PEXPIRE', queue, 60000)
+  end
   return 1
 end
 
 -- Transient boxes of owners that are gone (or, with owner given, of that
--- owner only).
+-- owner only). A damaged box is left alone, since neither its owner nor its
+-- persistence can be told; ListEventBoxes shows it, DeleteEventBox removes it.
 local function removeTransientBoxes(owner)
+  if keyType(P .. 'boxes') ~= 'zset' then return end
   for _, name in ipairs(redis.call('ZRANGE', P .. 'boxes', 0, -1)) do
-    local b = redis.call('HMGET', P .. 'box:' .. name, 'owner', 'persistent')
-    if b[2] == '0' then
-      if (owner and b[1] == owner) or (not owner and redis.call('EXISTS', P .. 'alive:' .. b[1]) == 0) then
+    local box = readBox(name)
+    if box and box.persistent == '0' then
+      if (owner and box.owner == owner) or (not owner and redis.call('EXISTS', P .. 'alive:' .. box.owner) == 0) then
         removeBox(name)
       end
     end
   end
 end
 
+-- {name, kind, capacity, queued, dropped, persistent, domain, skipped,
+-- damage}; false for no box. A damaged box is described by its name, what
+-- it missed and what is wrong with it.
 local function describeBox(name)
-  local b = redis.call('HMGET', P .. 'box:' .. name, 'kind', 'capacity', 'port', 'dropped', 'persistent', 'domain')
-  if not b[3] then return false end
-  return {name, b[1], b[2], redis.call('LLEN', P .. 'q:' .. b[3]), b[4], b[5], b[6]}
+  local box, damage = readBox(name)
+  if box == nil then return false end
+  local skipped = skippedCount(name)
+  if not box then return {name, 0, 0, 0, 0, 0, '', skipped, damage} end
+  return {name, box.kind, box.capacity, redis.call('LLEN', box.queue), box.dropped, box.persistent, box.domain,
+          skipped, ''}
 end
 
+-- Refuses a record whose indexes are damaged, before anything is written.
+local function checkRecordIndexes(name, rtype)
+  requireFit({P .. 'typeof', 'hash', P .. 'type:' .. rtype, 'zset'})
+  local previous = redis.call('HGET', P .. 'typeof', name)
+  if previous then requireFit({P .. 'type:' .. previous, 'zset'}) end
+end
+
+-- Stores a record whose indexes checkRecordIndexes accepted.
 local function storeRecord(name, rtype, form)
   local previous = redis.call('HGET', P .. 'typeof', name)
   if previous and previous ~= rtype then redis.call('ZREM', P .. 'type:' .. previous, name) end
@@ -138,8 +277,10 @@ local function rawPart(form)
   return string.sub(form, 7, 6 + typeLength), at + 4, rawLength
 end
 
+-- A packet that is no hash is as good as gone.
 local function takeRequest(handle)
   local packet = P .. 'pkt:' .. handle
+  if keyType(packet) ~= 'hash' then return false end
   local request = redis.call('HGET', packet, 'request')
   if not request then return false end
   redis.call('HSET', packet, 'taken', '1')
@@ -155,8 +296,10 @@ struct ScriptSource {
 
 const ScriptSource kScripts[] = {
     {Script::Join, R"lua(
+local marker = redis.call('EXISTS', P .. 'rec:' .. ARGV[3]) == 0
+if marker then checkRecordIndexes(ARGV[3], ARGV[4]) end
 redis.call('SET', P .. 'alive:' .. ARGV[1], '1', 'PX', ARGV[2])
-if redis.call('EXISTS', P .. 'rec:' .. ARGV[3]) == 0 then storeRecord(ARGV[3], ARGV[4], ARGV[5]) end
+if marker then storeRecord(ARGV[3], ARGV[4], ARGV[5]) end
 removeTransientBoxes(nil)
 return 1
 )lua"},
@@ -166,20 +309,22 @@ removeTransientBoxes(me)
 local n = tonumber(ARGV[3])
 for i = 4, 3 + n do
   local key = P .. 'hb:' .. ARGV[i]
-  if redis.call('GET', key) == me then redis.call('PEXPIRE', key, ARGV[2]) end
+  if holderOf(key) == me then redis.call('PEXPIRE', key, ARGV[2]) end
 end
 for i = 4 + n, #ARGV do
   local key = P .. 'rx:' .. ARGV[i]
-  if redis.call('GET', key) == me then redis.call('DEL', key) end
+  if holderOf(key) == me then redis.call('DEL', key) end
 end
 redis.call('DEL', P .. 'alive:' .. me)
 return 1
 )lua"},
     {Script::Tick, R"lua(
 local me = ARGV[1]
+local newsKey = P .. 'notices:' .. me
+local readable = fits(newsKey, 'list')
 redis.call('SET', P .. 'alive:' .. me, '1', 'PX', ARGV[2])
 local function keep(key, ms)
-  local holder = redis.call('GET', key)
+  local holder = holderOf(key)
   if holder == me then redis.call('PEXPIRE', key, ms) return true end
   if not holder then redis.call('SET', key, me, 'PX', ms) return true end
   return false
@@ -192,24 +337,34 @@ end
 for i = 5 + n, #ARGV do
   if not keep(P .. 'rx:' .. ARGV[i], ARGV[2]) then lost[#lost + 1] = 'R:' .. ARGV[i] end
 end
-local news = redis.call('LPOP', P .. 'notices:' .. me, 1000) or {}
+local news = {}
+if readable then
+  news = redis.call('LPOP', newsKey, 1000) or {}
+else
+  redis.call('DEL', newsKey)
+end
 return {news, lost}
 )lua"},
     {Script::Store, R"lua(
+for i = 1, #ARGV, 3 do checkRecordIndexes(ARGV[i], ARGV[i + 1]) end
 for i = 1, #ARGV, 3 do storeRecord(ARGV[i], ARGV[i + 1], ARGV[i + 2]) end
 return 1
 )lua"},
     {Script::Delete, R"lua(
 local name = ARGV[1]
 if redis.call('EXISTS', P .. 'rec:' .. name) == 0 then return 0 end
+requireFit({P .. 'typeof', 'hash'})
 local rtype = redis.call('HGET', P .. 'typeof', name)
+if rtype then requireFit({P .. 'type:' .. rtype, 'zset'}) end
 if rtype then redis.call('ZREM', P .. 'type:' .. rtype, name) end
 redis.call('HDEL', P .. 'typeof', name)
 redis.call('DEL', P .. 'rec:' .. name)
 return 1
 )lua"},
     {Script::ByType, R"lua(
-local names = redis.call('ZRANGE', P .. 'type:' .. ARGV[1], 0, -1)
+local index = P .. 'type:' .. ARGV[1]
+requireFit({index, 'zset'})
+local names = redis.call('ZRANGE', index, 0, -1)
 local out = {}
 for i = 1, #names, 1000 do
   local keys = {}
@@ -232,8 +387,14 @@ local i = 4
 for entry = 1, tonumber(ARGV[3]) do
   local name, rtype, fields = ARGV[i], ARGV[i + 1], tonumber(ARGV[i + 2])
   i = i + 3
-  local form = forms[name] or redis.call('GET', P .. 'rec:' .. name)
-  if not form then return {1, entry} end
+  local form = forms[name]
+  if not form then
+    local key = P .. 'rec:' .. name
+    local t = keyType(key)
+    if t == 'none' then return {1, entry} end
+    if t ~= 'string' then return {3, entry} end
+    form = redis.call('GET', key)
+  end
   local stored, start, length = rawPart(form)
   if stored ~= rtype then return {2, entry} end
   for _ = 1, fields do
@@ -256,24 +417,29 @@ return 1
     {Script::CreateBox, R"lua(
 local key = P .. 'box:' .. ARGV[1]
 if redis.call('EXISTS', key) == 1 then return 0 end
+local subscribed = P .. 'kind:' .. ARGV[2]
+requireFit({subscribed, 'set', P .. 'boxes', 'zset'})
+local counter = P .. 'lastport'
+if not usableCounter(counter) then redis.call('DEL', counter) end
 local port
 repeat
-  port = redis.call('INCR', P .. 'lastport') % 4294967296
+  port = redis.call('INCR', counter) % 4294967296
 until port ~= 0 and redis.call('EXISTS', P .. 'port:' .. port) == 0
 redis.call('HSET', key, 'kind', ARGV[2], 'capacity', ARGV[3], 'domain', ARGV[4], 'owner', ARGV[5],
            'port', port, 'persistent', '0', 'dropped', '0')
 redis.call('SET', P .. 'port:' .. port, ARGV[1])
 redis.call('DEL', P .. 'q:' .. port)
-redis.call('SADD', P .. 'kind:' .. ARGV[2], ARGV[1])
+redis.call('SADD', subscribed, ARGV[1])
 redis.call('ZADD', P .. 'boxes', 0, ARGV[1])
+forgetSkipped(ARGV[1])
 return port
 )lua"},
     {Script::SetPersistent, R"lua(
-local key = P .. 'box:' .. ARGV[1]
-local owner = redis.call('HGET', key, 'owner')
-if not owner then return 0 end
-redis.call('HSET', key, 'persistent', ARGV[2])
-if ARGV[2] == '0' and redis.call('EXISTS', P .. 'alive:' .. owner) == 0 then removeBox(ARGV[1]) end
+local box, damage = readBox(ARGV[1])
+if box == nil then return 0 end
+if not box then refuse('box ' .. ARGV[1] .. ': ' .. damage) end
+redis.call('HSET', box.key, 'persistent', ARGV[2])
+if ARGV[2] == '0' and redis.call('EXISTS', P .. 'alive:' .. box.owner) == 0 then removeBox(ARGV[1]) end
 return 1
 )lua"},
     {Script::DeleteBox, R"lua(
@@ -281,12 +447,15 @@ return removeBox(ARGV[1])
 )lua"},
     {Script::Take, R"lua(
 if redis.call('EXISTS', P .. 'port:' .. ARGV[1]) == 0 then return -1 end
-return redis.call('LPOP', P .. 'q:' .. ARGV[1], ARGV[2]) or {}
+local queue = P .. 'q:' .. ARGV[1]
+requireFit({queue, 'list'})
+return redis.call('LPOP', queue, ARGV[2]) or {}
 )lua"},
     {Script::BoxInfo, R"lua(
 return describeBox(ARGV[1])
 )lua"},
     {Script::ListBoxes, R"lua(
+requireFit({P .. 'boxes', 'zset'})
 local out = {}
 for _, name in ipairs(redis.call('ZRANGE', P .. 'boxes', 0, -1)) do
   local box = describeBox(name)
@@ -297,10 +466,12 @@ return out
     {Script::Contend, R"lua(
 local task, me = ARGV[1], ARGV[2]
 local key = P .. 'hb:' .. task
-local holder = redis.call('GET', key)
+local holder = holderOf(key)
 if holder and holder ~= me then return 0 end
+requireFit({P .. 'hbtasks', 'set'})
 local info = P .. 'hbinfo:' .. task
-local previous = redis.call('HGET', info, 'holder')
+local previous = keyType(info) == 'hash' and redis.call('HGET', info, 'holder')
+if not fits(info, 'hash') then redis.call('DEL', info) end
 redis.call('SET', key, me, 'PX', ARGV[5])
 redis.call('HSET', info, 'holder', me, 'name', ARGV[3], 'record', ARGV[4])
 redis.call('SADD', P .. 'hbtasks', task)
@@ -308,27 +479,37 @@ if previous and previous ~= me then notice(previous, 'H:' .. task) end
 return 1
 )lua"},
     {Script::ListHeartbeats, R"lua(
+requireFit({P .. 'hbtasks', 'set'})
 local out = {}
 for _, task in ipairs(redis.call('SMEMBERS', P .. 'hbtasks')) do
-  local info = redis.call('HMGET', P .. 'hbinfo:' .. task, 'name', 'record')
-  out[#out + 1] = {task, info[1] or '', info[2] or '', redis.call('EXISTS', P .. 'hb:' .. task)}
+  local info = P .. 'hbinfo:' .. task
+  local entry = {false, false}
+  if keyType(info) == 'hash' then entry = redis.call('HMGET', info, 'name', 'record') end
+  out[#out + 1] = {task, entry[1] or '', entry[2] or '', redis.call('EXISTS', P .. 'hb:' .. task)}
 end
 return out
 )lua"},
     {Script::SendPacket, R"lua(
 if ARGV[3] == '1' and redis.call('EXISTS', P .. 'rx:' .. ARGV[1]) == 0 then return 0 end
-local handle = redis.call('INCR', P .. 'lasthandle')
+local queue = P .. 'pq:' .. ARGV[1]
+requireFit({queue, 'list'})
+local counter = P .. 'lasthandle'
+if not usableCounter(counter) then redis.call('DEL', counter) end
+local handle
+repeat
+  handle = redis.call('INCR', counter)
+until redis.call('EXISTS', P .. 'pkt:' .. handle, P .. 'reply:' .. handle) == 0
 local packet = P .. 'pkt:' .. handle
 redis.call('HSET', packet, 'target', ARGV[1], 'request', ARGV[2], 'taken', '0')
 redis.call('PEXPIRE', packet, ARGV[4])
-local queue = P .. 'pq:' .. ARGV[1]
 redis.call('RPUSH', queue, handle)
 if redis.call('PTTL', queue) < tonumber(ARGV[4]) then redis.call('PEXPIRE', queue, ARGV[4]) end
 return handle
 )lua"},
     {Script::NextRequest, R"lua(
-if redis.call('GET', P .. 'rx:' .. ARGV[1]) ~= ARGV[2] then return -1 end
+if holderOf(P .. 'rx:' .. ARGV[1]) ~= ARGV[2] then return -1 end
 local queue = P .. 'pq:' .. ARGV[1]
+requireFit({queue, 'list'})
 while true do
   local handle = redis.call('LPOP', queue)
   if not handle then return {} end
@@ -342,7 +523,9 @@ return takeRequest(ARGV[1])
     {Script::TakeReply, R"lua(
 local left = redis.call('PTTL', P .. 'pkt:' .. ARGV[1])
 if left == -2 then return {-1} end
-local reply = redis.call('LPOP', P .. 'reply:' .. ARGV[1])
+local key = P .. 'reply:' .. ARGV[1]
+requireFit({key, 'list'})
+local reply = redis.call('LPOP', key)
 if reply then return {1, reply} end
 return {0, left}
 )lua"},
@@ -350,28 +533,33 @@ return {0, left}
 local left = redis.call('PTTL', P .. 'pkt:' .. ARGV[1])
 if left == -2 then return 0 end
 local key = P .. 'reply:' .. ARGV[1]
+requireFit({key, 'list'})
 redis.call('RPUSH', key, ARGV[2])
 if left > 0 then redis.call('PEXPIRE', key, left) end
 return 1
 )lua"},
     {Script::Release, R"lua(
 local packet = P .. 'pkt:' .. ARGV[1]
-local b = redis.call('HMGET', packet, 'target', 'taken')
-if not b[1] then return 0 end
-if b[2] ~= '1' then redis.call('LREM', P .. 'pq:' .. b[1], 1, ARGV[1]) end
+local t = keyType(packet)
+if t == 'none' then return 0 end
+if t == 'hash' then
+  local b = redis.call('HMGET', packet, 'target', 'taken')
+  local queue = b[1] and P .. 'pq:' .. b[1]
+  if queue and b[2] ~= '1' and keyType(queue) == 'list' then redis.call('LREM', queue, 1, ARGV[1]) end
+end
 redis.call('DEL', packet, P .. 'reply:' .. ARGV[1])
 return 1
 )lua"},
     {Script::Register, R"lua(
 local key = P .. 'rx:' .. ARGV[1]
-local holder = redis.call('GET', key)
+local holder = holderOf(key)
 if holder and holder ~= ARGV[2] then return 0 end
 redis.call('SET', key, ARGV[2], 'PX', ARGV[3])
 return 1
 )lua"},
     {Script::Unregister, R"lua(
 local key = P .. 'rx:' .. ARGV[1]
-if redis.call('GET', key) == ARGV[2] then redis.call('DEL', key) end
+if holderOf(key) == ARGV[2] then redis.call('DEL', key) end
 return 1
 )lua"},
 };

@@ -6,7 +6,8 @@
  * overflow counted, a partial write with its raw changes, a heartbeat entry
  * taken from a dead holder) is one Lua script, so that no other client ever
  * sees half of it. Every key lives under "dravo:"; the layout is described in
- * redisscripts.cpp, where the scripts are.
+ * redisscripts.cpp, where the scripts are, with how they treat data that
+ * has been damaged on the server.
  */
 #ifndef DRAVOPLUS_REDISSCRIPTS_H
 #define DRAVOPLUS_REDISSCRIPTS_H
@@ -32,7 +33,8 @@ enum class Script {
     Write,           /* count, kind, (name, form)..., published forms... */
     Patch,           /* 0|1 (publish), kind, count, then per entry: name, type, field
                         count, (offset, bytes)... -> {0} | {1, entry} (no record) |
-                        {2, entry} (stored type differs: apply here instead) */
+                        {2, entry} (stored type differs: apply here instead) |
+                        {3, entry} (the record's key holds no string) */
     Send,            /* kind, domain, forms... */
     CreateBox,       /* name, kind, capacity, domain, owner -> port | 0 (exists) */
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */

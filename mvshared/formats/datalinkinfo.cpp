@@ -7,7 +7,7 @@
 #include <MVShared/JsonText.h>
 #include <MVShared/PointIds.h>
 
-#include <rapidjson/document.h>
+#include <boundedjson.h>
 
 namespace Morvane {
 
@@ -108,8 +108,7 @@ DataLinkInfo DataLinkInfo::fromJsonStream(const QString& text)
     DataLinkInfo link;
     const QByteArray utf8 = text.toUtf8();
     rapidjson::Document document;
-    document.Parse(utf8.constData(), size_t(utf8.size()));
-    if (document.HasParseError() || !document.IsObject())
+    if (!boundedjson::parse(document, utf8.constData(), size_t(utf8.size())).ok() || !document.IsObject())
         return link;
     qint32 objectType = link.objectType;
     readInt(document, ObjectTypeKey, objectType);

@@ -7,7 +7,7 @@
 
 #include <MVShared/JsonText.h>
 
-#include <rapidjson/document.h>
+#include <boundedjson.h>
 
 namespace {
 
@@ -29,36 +29,6 @@ QString chunkText(const OptionList& chunk)
         objects += QLatin1Char('}');
     }
     return QStringLiteral("[%1]").arg(objects);
-}
-
-/* rapidjson's default parser recurses once per nesting level, so a hostile
- * text of a million brackets would exhaust the stack. An option message is two
- * levels deep; anything nested deeper than this is no option message. */
-constexpr int kMaxNesting = 1000;
-
-bool nestsTooDeep(const QByteArray& utf8)
-{
-    int depth = 0;
-    bool inString = false;
-    bool escaped = false;
-    for (const char c : utf8) {
-        if (inString) {
-            if (escaped)
-                escaped = false;
-            else if (c == '\\')
-                escaped = true;
-            else if (c == '"')
-                inString = false;
-        } else if (c == '"') {
-            inString = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > kMaxNesting)
-                return true;
-        } else if (c == ']' || c == '}') {
-            --depth;
-        }
-    }
-    return false;
 }
 
 /* The text of a member; a missing member reads as a null value. */
@@ -113,11 +83,8 @@ SystemOptionChangeMessage SystemOptionChangeMessage::fromJson(const QString& tex
 {
     SystemOptionChangeMessage message;
     const QByteArray utf8 = text.toUtf8();
-    if (nestsTooDeep(utf8))
-        return message;
     rapidjson::Document document;
-    document.Parse(utf8.constData(), static_cast<size_t>(utf8.size()));
-    if (document.HasParseError() || !document.IsArray())
+    if (!boundedjson::parse(document, utf8.constData(), static_cast<size_t>(utf8.size())).ok() || !document.IsArray())
         return message;
     for (const rapidjson::Value& element : document.GetArray()) {
         // Only objects carry options; anything else in the array is ignored.

@@ -6,7 +6,8 @@
 
 #include "planterror.h"
 
-#include <rapidjson/error/en.h>
+#include <boundedjson.h>
+
 
 #include <cerrno>
 #include <cstdint>
@@ -80,12 +81,12 @@ void parse(const std::string& text, rapidjson::Document& doc)
     if (nul != std::string::npos)
         fail(position(text, nul) + ": the file holds a NUL byte; a plant file is JSON text");
 
-    /* Iterative parsing: deeply nested input must not exhaust the stack. */
-    constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
-    doc.Parse<kFlags>(text.data() + start, text.size() - start);
-    if (doc.HasParseError())
-        fail(position(text, start + doc.GetErrorOffset()) + ": parse error: "
-             + rapidjson::GetParseError_En(doc.GetParseError()));
+    /* The project's one bounded parse: deeply nested input neither exhausts
+     * the stack nor goes unchecked. */
+    const boundedjson::Outcome parsed = boundedjson::parse<rapidjson::kParseValidateEncodingFlag>(
+        doc, text.data() + start, text.size() - start);
+    if (!parsed.ok())
+        fail(position(text, start + parsed.offset) + ": parse error: " + parsed.message());
 }
 
 } // namespace

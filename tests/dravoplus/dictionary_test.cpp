@@ -586,6 +586,73 @@ TEST_F(DictionaryFileTest, ChangedEventSourceOfOtherWidthIsRefused)
                   {"source"}, "CHANGED_PROBE");
 }
 
+// Offsets and sizes near the top of the int range: computed in int, the
+// field's end wraps negative and the field would pass as inside the type.
+TEST_F(DictionaryFileTest, FieldWhoseEndOverflowsAnIntIsRefused)
+{
+    for (const char* field : {R"({"name": "tail", "kind": "bytes", "offset": 2147483000, "size": 1000})",
+                              R"({"name": "tail", "kind": "bytes", "offset": 4, "size": 2147483647})",
+                              R"({"name": "tail", "kind": "int64", "offset": 2147483645})",
+                              R"({"name": "tail", "kind": "utf16", "offset": 2147483646, "size": 2})"}) {
+        SCOPED_TRACE(field);
+        expectRefused(writeDictionary(withType(std::string(R"({"name": "PROBE_WRAP", "size": 8, "fields": [)") + field
+                                               + "]}")),
+                      {"size", "past", "beyond", "exceed", "outside", "end", "overflow", "fit"}, "PROBE_WRAP");
+    }
+}
+
+TEST_F(DictionaryFileTest, NegativeOrOutOfRangeNumbersAreRefused)
+{
+    for (const char* type : {R"({"name": "PROBE_NEGATIVE", "size": -8, "fields": []})",
+                             R"({"name": "PROBE_NEGATIVE", "size": 8, "fields": [{"name": "a", "kind": "int32", "offset": -4}]})",
+                             R"({"name": "PROBE_NEGATIVE", "size": 8, "fields": [{"name": "a", "kind": "bytes", "offset": 0, "size": -2}]})",
+                             R"({"name": "PROBE_NEGATIVE", "size": 4294967304, "fields": []})",
+                             R"({"name": "PROBE_NEGATIVE", "size": 8, "fields": [{"name": "a", "kind": "int32", "offset": 4294967296}]})"}) {
+        SCOPED_TRACE(type);
+        expectRefused(writeDictionary(withType(type)), {"non-negative", "negative", "integer", "range"},
+                      "PROBE_NEGATIVE");
+    }
+}
+
+TEST_F(DictionaryFileTest, ChangedEventSourcePastTheSourceTypeIsRefused)
+{
+    // The source position lies far beyond STATUS; near the int limit it
+    // would wrap if added narrowly.
+    for (const char* source : {"100000", "2147483000"}) {
+        SCOPED_TRACE(source);
+        expectRefused(writeDictionary(withType(std::string(R"({"name": "CHANGED_PROBE", "size": 8, "from": "STATUS", "fields": [
+                      {"name": "pid", "kind": "int32", "offset": 0, "source": )") + source + "}]}")),
+                      {"source"}, "CHANGED_PROBE");
+    }
+}
+
+// A megabyte of openings, as a damaged or hostile file may hold: refused
+// with a clear error, where a recursive parse would exhaust the stack.
+TEST_F(DictionaryFileTest, DeeplyNestedFileIsRefusedWithoutExhaustingTheStack)
+{
+    for (const std::string unit : {"[", "{\"a\":"}) {
+        SCOPED_TRACE(unit);
+        std::string text;
+        while (text.size() < 1000000)
+            text += unit;
+        expectRefused(writeDictionary(text), {"nesting deeper than 128"});
+    }
+}
+
+// The root object is the first level; a member nested to 128 levels in all
+// is ignored like any member the loader does not know, one more is refused.
+TEST_F(DictionaryFileTest, NestingUpToTheLimitStillLoads)
+{
+    const auto withDeepMember = [this](int levels) {
+        std::string text = m_productText;
+        text.insert(text.find('{') + 1, "\"comment\": " + std::string(levels - 1, '[') + std::string(levels - 1, ']') + ",");
+        return writeDictionary(text);
+    };
+    std::string error;
+    EXPECT_EQ(DravoPlus::LoadDictionary(withDeepMember(128).c_str(), &error), DRAVO_OK) << error;
+    expectRefused(withDeepMember(129), {"nesting deeper than 128"});
+}
+
 TEST_F(DictionaryFileTest, MissingFileIsRefused)
 {
     const std::string path = makeTempFile("dravo-dictionary");

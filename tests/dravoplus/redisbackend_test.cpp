@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <future>
+#include <map>
 #include <set>
 #include <thread>
 
@@ -410,6 +411,184 @@ TEST_F(RedisBackendTest, DamagedDataOnTheServerIsRefusedOrSkippedNeverFollowed)
     for (const DravoData& record : conformance::receiveRecords(port, 1))
         pids.push_back(record.GetSignedIntValue("pid"));
     EXPECT_EQ(pids, std::vector<int>{5});
+}
+
+// A box record damaged on the server (a hand edit, another program) must not
+// make a publishing write fail half-way: the server keeps whatever a script
+// wrote before it failed, so the record would be stored and some boxes
+// served although the caller heard of a failure. The damaged boxes are
+// skipped and reported; every healthy box gets every change.
+class RedisDamagedBoxesTest : public RedisBackendTest
+{
+protected:
+    void SetUp() override
+    {
+        RedisBackendTest::SetUp();
+        ASSERT_TRUE(m_server.isRunning()) << m_server.error();
+        ASSERT_EQ(useServers(m_server.address()), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        for (int pid : {100011, 100012}) {
+            DravoData point("STATUS", ("STATUS" + std::to_string(pid)).c_str());
+            point.PutValue("pid", pid);
+            ASSERT_EQ(DravoPlus::PutDataPoint(point, nullptr, nullptr), DRAVO_OK);
+        }
+        for (const char* box : {"Healthy1", "Healthy2", "BadCapacity", "BadPort", "BadOwner", "BadQueue", "Unreadable"})
+            ASSERT_EQ(DravoPlus::CreateEventBox(box, DRAVO_EVENT_RAW_CHANGE, 100, nullptr, nullptr), DRAVO_OK) << box;
+        ASSERT_EQ(DravoPlus::ConnectPortForRecv("Healthy1", m_healthy[0], nullptr, nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectPortForRecv("Healthy2", m_healthy[1], nullptr, nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectPortForRecv("BadQueue", m_badQueuePort, nullptr, nullptr), DRAVO_OK);
+
+        damage({"HSET", "dravo:box:BadCapacity", "capacity", "lots"}, "0");
+        damage({"HSET", "dravo:box:BadPort", "port", "12abc"}, "0");
+        // Without an owner nobody could be told of an overflow, which a
+        // capacity of one brings about with the first batch of two.
+        damage({"HSET", "dravo:box:BadOwner", "capacity", "1"}, "0");
+        damage({"HDEL", "dravo:box:BadOwner", "owner"}, "1");
+        damage({"SET", "dravo:q:" + std::to_string(m_badQueuePort), "not a list"}, "OK");
+        damage({"DEL", "dravo:box:Unreadable"}, "1");
+        damage({"SET", "dravo:box:Unreadable", "not a hash"}, "OK");
+    }
+
+    void damage(const std::vector<std::string>& command, const std::string& reply)
+    {
+        ASSERT_EQ(m_server.command(command), reply) << command[0] << " " << command[1];
+    }
+
+    // Two publishing partial writes in one batch.
+    static int writeQualities(int first, int second)
+    {
+        DravoPartialData a("STATUS", "STATUS100011");
+        a.PutValue("quality", first);
+        DravoPartialData b("STATUS", "STATUS100012");
+        b.PutValue("quality", second);
+        return DravoPlus::PutPartialDataPoints({a, b}, nullptr, nullptr);
+    }
+
+    static int storedQuality(const char* name)
+    {
+        DravoData out;
+        return DravoPlus::GetDataPoint(name, out, nullptr, nullptr) == DRAVO_OK ? out.GetSignedIntValue("quality") : -1;
+    }
+
+    mvtest::RedisServer m_server;
+    unsigned int m_healthy[2] = {0, 0};
+    unsigned int m_badQueuePort = 0;
+};
+
+TEST_F(RedisDamagedBoxesTest, PublishingWriteAndSendSucceedAndEveryHealthyBoxGetsItsChanges)
+{
+    EXPECT_EQ(writeQualities(7, 8), DRAVO_OK);
+    EXPECT_EQ(storedQuality("STATUS100011"), 7);
+    EXPECT_EQ(storedQuality("STATUS100012"), 8);
+    EXPECT_EQ(DravoPlus::SendEvent(DRAVO_EVENT_RAW_CHANGE, statusChange(5), "test", nullptr), DRAVO_OK);
+
+    for (unsigned int port : m_healthy) {
+        const std::vector<DravoData> changes = conformance::receiveRecords(port, 3);
+        ASSERT_EQ(changes.size(), 3u) << "port " << port;
+        EXPECT_EQ(changes[0].GetSignedIntValue("quality"), 7);
+        EXPECT_EQ(changes[1].GetSignedIntValue("quality"), 8);
+        EXPECT_EQ(changes[2].GetSignedIntValue("pid"), 5);
+    }
+}
+
+TEST_F(RedisDamagedBoxesTest, DamagedBoxesAreReportedByTheBoxListAndTheirInfo)
+{
+    ASSERT_EQ(writeQualities(7, 8), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::SendEvent(DRAVO_EVENT_RAW_CHANGE, statusChange(5), "test", nullptr), DRAVO_OK);
+
+    std::vector<DravoEventBoxInfo> boxes;
+    ASSERT_EQ(DravoPlus::ListEventBoxes(boxes, nullptr), DRAVO_OK);
+    std::map<std::string, DravoEventBoxInfo> byName;
+    for (const DravoEventBoxInfo& box : boxes)
+        byName[box.name] = box;
+    ASSERT_EQ(byName.size(), 7u) << "a box whose record does not read is listed all the same";
+    for (const char* healthy : {"Healthy1", "Healthy2"}) {
+        EXPECT_TRUE(byName[healthy].damage.empty()) << healthy << ": " << byName[healthy].damage;
+        EXPECT_EQ(byName[healthy].skipped, 0u) << healthy;
+        EXPECT_EQ(byName[healthy].queued, 3) << healthy;
+    }
+    const std::map<std::string, std::string> whatIsWrong = {{"BadCapacity", "capacity"}, {"BadPort", "port"},
+                                                            {"BadOwner", "owner"}, {"BadQueue", "queue"},
+                                                            {"Unreadable", "record"}};
+    for (const auto& [name, word] : whatIsWrong) {
+        const DravoEventBoxInfo& listed = byName[name];
+        EXPECT_NE(listed.damage.find(word), std::string::npos) << name << ": " << listed.damage;
+        EXPECT_EQ(listed.skipped, 3u) << name << " missed both changes and the event";
+        DravoEventBoxInfo info;
+        ASSERT_EQ(DravoPlus::GetEventBoxInfo(name.c_str(), info, nullptr), DRAVO_OK) << name;
+        EXPECT_EQ(info.damage, listed.damage);
+        EXPECT_EQ(info.skipped, 3u);
+    }
+
+    // The reader of the damaged queue is refused, not handed what it holds.
+    DravoDataList list;
+    EXPECT_EQ(DravoPlus::ReceiveEventN(m_badQueuePort, list, nullptr, 10, 0, nullptr, nullptr), DRAVO_MALFORMED);
+}
+
+TEST_F(RedisDamagedBoxesTest, DamagedBoxIsClearedAwayAndMadeAgain)
+{
+    ASSERT_EQ(writeQualities(1, 2), DRAVO_OK);
+    for (const char* name : {"BadCapacity", "BadPort", "BadOwner", "BadQueue", "Unreadable"}) {
+        EXPECT_EQ(DravoPlus::DeleteEventBox(name, nullptr, nullptr), DRAVO_OK) << name;
+        DravoEventBoxInfo info;
+        EXPECT_EQ(DravoPlus::GetEventBoxInfo(name, info, nullptr), DRAVO_NOT_FOUND) << name;
+    }
+    ASSERT_EQ(DravoPlus::CreateEventBox("Unreadable", DRAVO_EVENT_RAW_CHANGE, 10, nullptr, nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Unreadable", port, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(writeQualities(3, 4), DRAVO_OK);
+    const std::vector<DravoData> changes = conformance::receiveRecords(port, 2);
+    ASSERT_EQ(changes.size(), 2u);
+    EXPECT_EQ(changes[1].GetSignedIntValue("quality"), 4);
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo("Unreadable", info, nullptr), DRAVO_OK);
+    EXPECT_TRUE(info.damage.empty()) << info.damage;
+    EXPECT_EQ(info.skipped, 0u) << "the new box starts with no tally";
+}
+
+// Any other key of the middleware found holding the wrong type refuses the
+// call before anything is written; counters and news lists, which the
+// middleware can start again without losing anything readable, are.
+TEST_F(RedisBackendTest, DamagedKeysRefuseACallBeforeItWritesOrAreStartedAgain)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    OrderListener listener;
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+
+    // A type index that is no sorted set: the record is not stored at all.
+    ASSERT_EQ(server.command({"SET", "dravo:type:STATUS", "not a sorted set"}), "OK");
+    DravoData point("STATUS", "STATUS100021");
+    EXPECT_EQ(DravoPlus::PutDataPoint(point, nullptr, nullptr), DRAVO_MALFORMED);
+    EXPECT_EQ(server.command({"EXISTS", "dravo:rec:STATUS100021"}), "0");
+    EXPECT_EQ(server.command({"HEXISTS", "dravo:typeof", "STATUS100021"}), "0");
+
+    // A record key that holds no string is damaged, not missing.
+    ASSERT_EQ(server.command({"HSET", "dravo:rec:STATUS100022", "a", "b"}), "1");
+    DravoPartialData partial("STATUS", "STATUS100022");
+    partial.PutValue("quality", 1);
+    EXPECT_EQ(DravoPlus::PutPartialDataPoint(nullptr, partial, nullptr, nullptr), DRAVO_MALFORMED);
+    DravoData out;
+    EXPECT_EQ(DravoPlus::GetDataPoint("STATUS100022", out, nullptr, nullptr), DRAVO_MALFORMED);
+
+    // A port counter that holds no number is started again.
+    ASSERT_EQ(server.command({"SET", "dravo:lastport", "many"}), "OK");
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("AfterDamage", 0x440000, 10, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("AfterDamage", port, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::SendEvent(0x440000, statusChange(9), "test", nullptr), DRAVO_OK);
+    EXPECT_EQ(conformance::pidsOf(conformance::receiveRecords(port, 1)), std::vector<int>{9});
+
+    // A news list that is no list does not cost the client its connection.
+    const std::string alive = server.command({"KEYS", "dravo:alive:*"});
+    ASSERT_EQ(alive.find('\n'), std::string::npos) << "one client: " << alive;
+    ASSERT_EQ(alive.rfind("dravo:alive:", 0), 0u) << alive;
+    ASSERT_EQ(server.command({"SET", "dravo:notices:" + alive.substr(12), "not a list"}), "OK");
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_EQ(DravoPlus::IsConnect(nullptr), DRAVO_OK);
+    const std::vector<std::string> heard = listener.heard();
+    EXPECT_EQ(std::find(heard.begin(), heard.end(), "down"), heard.end()) << "the client thought the server gone";
 }
 
 // ---- Clients that die ------------------------------------------------------------

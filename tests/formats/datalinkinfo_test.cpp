@@ -90,6 +90,29 @@ TEST(DataLinkInfo, MembersOfTheWrongKindAreTakenAsAbsentAndOthersIgnored)
     expectInvalid(DataLinkInfo::fromJsonStream(QStringLiteral("[1,2]")));
 }
 
+TEST(DataLinkInfo, DeeplyNestedTextGivesTheInvalidDescriptorWithoutExhaustingTheStack)
+{
+    for (const QString& unit : {QStringLiteral("["), QStringLiteral("{\"a\":")}) {
+        SCOPED_TRACE(unit.toStdString());
+        QString text;
+        while (text.size() < 1000000)
+            text += unit;
+        expectInvalid(DataLinkInfo::fromJsonStream(text));
+    }
+}
+
+// The root object and a member nested to 128 levels in all still parse;
+// one level more is refused whole.
+TEST(DataLinkInfo, NestingUpToTheLimitStillParses)
+{
+    const auto withDeepMember = [](int levels) {
+        return QStringLiteral("{\"PID\":5,\"Extra\":%1%2}")
+            .arg(QString(levels - 1, QLatin1Char('[')), QString(levels - 1, QLatin1Char(']')));
+    };
+    EXPECT_EQ(DataLinkInfo::fromJsonStream(withDeepMember(128)).id, 5);
+    expectInvalid(DataLinkInfo::fromJsonStream(withDeepMember(129)));
+}
+
 TEST(DataLinkInfo, PointOfType1WithLastValueHasAbsoluteNameEqualToItsCodeName)
 {
     const DataLinkInfo info = link(Morvane::AnalogPointObject, 200001, QStringLiteral("P1"), QStringLiteral("LastValue"));

@@ -226,4 +226,22 @@ TEST(SystemOptionChangeMessage, FromJsonOfDeeplyNestedTextGivesEmptyMessage)
 {
     EXPECT_TRUE(SystemOptionChangeMessage::fromJson(QString(1000000, QLatin1Char('['))).options().isEmpty());
     EXPECT_TRUE(SystemOptionChangeMessage::fromJson(QString(1000000, QLatin1Char('{'))).options().isEmpty());
+    QString members;
+    while (members.size() < 1000000)
+        members += QStringLiteral("{\"a\":");
+    EXPECT_TRUE(SystemOptionChangeMessage::fromJson(members).options().isEmpty());
+}
+
+// The top-level array and an element nested to 128 levels in all still
+// parse (the element is no option and is skipped); one level more is
+// refused whole.
+TEST(SystemOptionChangeMessage, NestingUpToTheLimitStillParses)
+{
+    const auto withDeepElement = [](int levels) {
+        return QStringLiteral("[{\"key\":\"A\",\"value\":\"1\"},%1%2]")
+            .arg(QString(levels - 1, QLatin1Char('[')), QString(levels - 1, QLatin1Char(']')));
+    };
+    EXPECT_EQ(SystemOptionChangeMessage::fromJson(withDeepElement(128)).options(),
+              (Options{qMakePair(QStringLiteral("A"), QStringLiteral("1"))}));
+    EXPECT_TRUE(SystemOptionChangeMessage::fromJson(withDeepElement(129)).options().isEmpty());
 }

@@ -362,6 +362,21 @@ TEST_F(DravoRedisTest, APersistentBoxMadeByOneRunCollectsForTheNextRuns)
     EXPECT_TRUE(matches(watch.out, QStringLiteral("^  cmdCode = 7$"))) << watch.out.toStdString();
 }
 
+TEST_F(DravoRedisTest, BoxesShowsWhatIsWrongWithADamagedBoxAndWhatItMissed)
+{
+    ASSERT_EQ(dravo({QStringLiteral("mkbox"), QStringLiteral("site.notes"), QStringLiteral("NOTIFY_MESSAGE"),
+                     QStringLiteral("10"), QStringLiteral("persistent")}).exitCode, 0);
+    ASSERT_EQ(m_server.command({"HSET", "dravo:box:site.notes", "capacity", "ten"}), "0");
+    ASSERT_EQ(dravo({QStringLiteral("event"), QStringLiteral("NOTIFY_MESSAGE"), QStringLiteral("NOTIFY_MESSAGE"),
+                     QStringLiteral("cmdCode=7")}).exitCode, 0);
+    const mvtest::ToolRun boxes = dravo({QStringLiteral("boxes")});
+    EXPECT_EQ(boxes.exitCode, 0) << boxes.err.toStdString();
+    EXPECT_TRUE(matches(boxes.out, QStringLiteral("^site.notes\\s")));
+    EXPECT_TRUE(matches(boxes.out, QStringLiteral("^  damaged: its capacity is not a positive number; 1 records not delivered$")))
+        << boxes.out.toStdString();
+    EXPECT_TRUE(matches(boxes.out, QStringLiteral("^1 boxes$")));
+}
+
 TEST_F(DravoRedisTest, ABoxThatIsNotPersistentEndsWithTheRunThatMadeIt)
 {
     ASSERT_EQ(dravo({QStringLiteral("mkbox"), QStringLiteral("scratch"), QStringLiteral("20004")}).exitCode, 0);

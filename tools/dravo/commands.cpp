@@ -245,6 +245,8 @@ Outcome cmdBoxes(const Words&, Session& s)
         s.out << std::left << std::setw(32) << b.name << std::right << std::setw(10) << b.kind << std::setw(10)
               << b.capacity << std::setw(8) << b.queued << std::setw(10) << b.dropped << "  "
               << std::left << std::setw(10) << (b.persistent ? "yes" : "no") << "  " << b.domain << '\n';
+        if (!b.damage.empty())
+            s.out << "  damaged: " << b.damage << "; " << b.skipped << " records not delivered\n";
     }
     s.out << boxes.size() << " boxes\n";
     return Done;

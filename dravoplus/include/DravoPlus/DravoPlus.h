@@ -59,7 +59,7 @@ enum DravoResult {
     DRAVO_CONFIG_ERROR = 2012,      /* bad server address, settings or configuration file */
     DRAVO_AUTH_FAILED = 2013,       /* the server refused the user or password */
     DRAVO_UNREACHABLE = 2014,       /* the server did not answer within the connect timeout */
-    DRAVO_MALFORMED = 2015,         /* a serialised record is damaged */
+    DRAVO_MALFORMED = 2015,         /* a serialised record, or other data kept on the server, is damaged */
     DRAVO_READ_ONLY = 2016,         /* the server is a standby and takes no writes */
     DRAVO_NO_RECEIVER = 2017,       /* no receiver serves the packet's target (driver not running) */
     DRAVO_TARGET_TAKEN = 2018       /* another live receiver already serves the target */
@@ -139,6 +139,11 @@ struct DravoEventBoxInfo {
     std::uint64_t dropped = 0;   /* records lost to overflow since creation */
     bool persistent = false;
     std::string domain;
+    /* Empty for a sound box. Otherwise what is wrong with the box's record
+     * on the server (a hand edit, another program): the box is then skipped
+     * by everything sent to its kind, and the other fields say nothing. */
+    std::string damage;
+    std::uint64_t skipped = 0;   /* records not delivered to the box while it was damaged */
 };
 
 struct DravoHeartbeatInfo {
@@ -243,6 +248,8 @@ DRAVOPLUS_EXPORT int ConnectPortForRecv(const char* name, unsigned int& port, co
 DRAVOPLUS_EXPORT int ReceiveEventN(unsigned int port, DravoDataList& list, const char* typeFilter, int maxRecords, int waitSeconds, const char* server, const char* domain);
 /* The same for any payload, typed or not. */
 DRAVOPLUS_EXPORT int ReceiveUndefinedEventN(unsigned int port, DravoDataList& list, int maxRecords, int waitSeconds, const char* server, const char* domain);
+/* A box whose record on the server is damaged is described too, by its name,
+ * damage and skipped count; DeleteEventBox clears it away. */
 DRAVOPLUS_EXPORT int GetEventBoxInfo(const char* name, DravoEventBoxInfo& out, const char* server);
 DRAVOPLUS_EXPORT int ListEventBoxes(std::vector<DravoEventBoxInfo>& out, const char* server);
 
