@@ -2,7 +2,8 @@
  * compressedbytes.h: compressed bytes in qCompress's form (a 4-byte
  * big-endian length, then a zlib stream) as a hostile or careless sender
  * makes them: streams that inflate to a gigabyte from a megabyte, and
- * lengths in front that say something else than the stream holds.
+ * lengths in front that say something else than the stream holds; and the
+ * peak memory by which the tests that read them check their bound.
  */
 #ifndef MVTEST_COMPRESSEDBYTES_H
 #define MVTEST_COMPRESSEDBYTES_H
