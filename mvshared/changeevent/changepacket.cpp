@@ -11,6 +11,8 @@
  */
 #include "changepacket.h"
 
+#include <MVShared/BoundedUncompress.h>
+
 #include <DravoPlus/DravoPlus.h>
 
 #include <QtCore/QtEndian>
@@ -165,19 +167,17 @@ void writeItem(QDataStream& stream, quint8 tag, const char* bytes, int size)
     stream.writeRawData(bytes, size);
 }
 
-/* No batch of the runtime comes near this; a packet that claims more is not
- * one of ours and is not unpacked (its claim would be allocated first). */
-constexpr quint32 kLargestPacketBody = 64u * 1024u * 1024u;
+/* No batch of the runtime comes near this (a batch of 500 changes takes
+ * under 8 MB); a packet claiming more than 64 MB uncompressed, or inflating
+ * to more than it claims, is not one of ours and is treated as not
+ * compressed: it gives no changes. */
+constexpr int kLargestPacketBody = 64 * 1024 * 1024;
 
 /* qCompress's form: the body's length (32-bit big-endian), then the zlib
  * stream. Empty when the bytes are not such a packet. */
 QByteArray decompressedBody(const DravoData& packed)
 {
-    const int size = packed.GetBufferSize();
-    const auto* bytes = reinterpret_cast<const uchar*>(packed.GetRawValue());
-    if (size <= 4 || qFromBigEndian<quint32>(bytes) > kLargestPacketBody)
-        return QByteArray();
-    return qUncompress(bytes, size);
+    return Morvane::boundedUncompress(packed.GetRawValue(), packed.GetBufferSize(), kLargestPacketBody);
 }
 
 /* One item: a fresh record of the tag's type takes as many of the item's

@@ -65,10 +65,21 @@ void readPropertyValue(QDataStream& stream, QVariant& value, int depth = 0);
 
 /* Drawing values whose Qt readers trust counts inside their own layout. */
 bool needsScan(int typeId);
+
+/* What the walk over a drawing value found. */
+struct DrawingValueScan {
+    /* False when the value cannot be valid or the device cannot rewind. */
+    bool plausible = false;
+    /* The bytes the value takes on the stream. */
+    qint64 bytes = 0;
+    /* Whether it (a brush, or a pen's brush) carries a texture that
+     * travels as a pixmap, as in streams older than Qt 5.5: Qt's reader
+     * makes a pixmap of it. */
+    bool pixmapTexture = false;
+};
 /* Walks such a value on the stream's device without allocating, checks
- * its counts against the bytes left and rewinds; false when the value
- * cannot be valid or the device cannot be rewound. */
-bool plausibleDrawingValue(QDataStream& stream, int typeId);
+ * its counts against the bytes left and rewinds. */
+DrawingValueScan scanDrawingValue(QDataStream& stream, int typeId);
 
 } // namespace MorvaneFormats
 

@@ -25,9 +25,19 @@
  * Types registered by the application are read by the stream operators
  * the application registered for them.
  *
- * From a valid stream the result is the QVariant Qt itself would read,
- * null flag included, so a document read and written again comes out as
- * it would through Qt's own reader.
+ * Pixmaps, bitmaps and cursors belong to the window system, and Qt makes
+ * them only in a process with a QGuiApplication. Anywhere else it aborts
+ * the process when one is made or read (only a plain pixmap read under a
+ * QCoreApplication is dropped with a warning instead), and so it does for
+ * brushes and pens whose texture travels as a pixmap (streams older than
+ * Qt 5.5). A report tool or a server task reads the same documents without
+ * a GUI, so there pixmaps and bitmaps are read as the images they travel
+ * as, and cursors and such brushes and pens as the bytes of their encoding
+ * (see ScadaActionStream.h); Qt's readers never see them.
+ *
+ * From a valid stream the result is the QVariant Qt itself would read in a
+ * GUI process, null flag included, so a document read and written again
+ * comes out as it would through Qt's own reader.
  */
 #include "propertyblock.h"
 
@@ -36,8 +46,11 @@
 #include <QtCore/QMultiHash>
 #include <QtCore/QMultiMap>
 #include <QtCore/QStringList>
+#include <QtGui/QGuiApplication>
 #include <QtGui/QPolygon>
 #include <QtGui/QPolygonF>
+
+#include <limits>
 
 namespace MorvaneFormats {
 
@@ -212,7 +225,7 @@ void readPayload(QDataStream& stream, int typeId, void* payload, int depth)
     case Framing::Refused:
         return refuseCorruptData(stream);
     case Framing::Scanned:
-        if (!plausibleDrawingValue(stream, typeId))
+        if (!scanDrawingValue(stream, typeId).plausible)
             return refuseCorruptData(stream);
         break;
     case Framing::QtReader:
@@ -220,6 +233,61 @@ void readPayload(QDataStream& stream, int typeId, void* payload, int depth)
     }
     if (!QMetaType::load(stream, typeId, payload))
         refuseCorruptData(stream);
+}
+
+/* ---- Without a GUI ------------------------------------------------------- */
+
+bool guiPresent()
+{
+    return qobject_cast<QGuiApplication*>(QCoreApplication::instance()) != nullptr;
+}
+
+/* QVariant keeps 30 bits of a type id and makes the type they name. */
+constexpr int HeldTypeIdMask = (1 << 30) - 1;
+
+/* The value's bytes as they stand on the stream. */
+QVariant encodedBytes(QDataStream& stream, qint64 size)
+{
+    if (size > std::numeric_limits<int>::max()) {
+        refuseCorruptData(stream);
+        return QVariant();
+    }
+    QByteArray bytes(int(size), Qt::Uninitialized);
+    if (stream.readRawData(bytes.data(), int(size)) != int(size)) {
+        refuseCorruptData(stream);
+        return QVariant();
+    }
+    return bytes;
+}
+
+/* In a process without a GUI: a pixmap or bitmap is turned into the image
+ * it travels as (the header now says so); a cursor, or a brush or pen whose
+ * texture travels as a pixmap, is read here as its encoded bytes. True when
+ * the value has been read here (or refused). */
+bool readWithoutGui(QDataStream& stream, ValueHeader& header, QVariant& value)
+{
+    const int heldType = header.typeId & HeldTypeIdMask;
+    switch (heldType) {
+    case QMetaType::QPixmap:
+    case QMetaType::QBitmap:
+        header.typeId = QMetaType::QImage;
+        return false;
+    case QMetaType::QCursor:
+    case QMetaType::QBrush:
+    case QMetaType::QPen: {
+        const DrawingValueScan scan = scanDrawingValue(stream, heldType);
+        if (!scan.plausible) {
+            refuseCorruptData(stream);
+            return true;
+        }
+        if (heldType != QMetaType::QCursor && !scan.pixmapTexture)
+            return false;
+        value = encodedBytes(stream, scan.bytes);
+        return true;
+    }
+    default:
+        return false;
+    }
 }
 
 void skipQt4InvalidPayload(QDataStream& stream)
@@ -246,8 +314,10 @@ void readPropertyValue(QDataStream& stream, QVariant& value, int depth)
         return;
     if (depth > MaxValueNesting || stream.version() < QDataStream::Qt_4_0)
         return refuseCorruptData(stream);
-    const ValueHeader header = readHeader(stream);
+    ValueHeader header = readHeader(stream);
     if (!readable(stream))
+        return;
+    if (!guiPresent() && readWithoutGui(stream, header, value))
         return;
     value = emptyValue(header);
     if (!value.isValid()) {

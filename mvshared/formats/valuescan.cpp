@@ -17,6 +17,10 @@
  *
  * Scanning needs to know the bytes left and to rewind, so it needs a
  * random-access device; drawing values on sequential devices are refused.
+ *
+ * The walk also tells how many bytes the value takes and whether a brush
+ * texture in it travels as a pixmap (streams older than Qt 5.5), which a
+ * process without a GUI must not let Qt read.
  */
 #include "propertyblock.h"
 
@@ -29,6 +33,9 @@ namespace MorvaneFormats {
 
 namespace {
 
+/* Streams from Qt 5.5 on carry a brush's texture as an image, older ones
+ * as a pixmap. */
+constexpr int FirstTextureImageVersion = QDataStream::Qt_5_5;
 /* Qt's brush styles and gradient kinds as they travel. */
 constexpr quint8 TexturePatternStyle = 24;
 constexpr quint8 FirstGradientStyle = 15;
@@ -100,6 +107,8 @@ public:
 
     QIODevice* device;
     QDataStream stream;
+    /* Whether a brush texture in the value travels as a pixmap. */
+    bool pixmapTexture = false;
 };
 
 bool scanColor(Scan& scan)
@@ -289,6 +298,8 @@ bool scanBrush(Scan& scan, ImageCheck textureCheck = ImageCheck::Layout)
     if (style == TexturePatternStyle) {
         if (!scanImage(scan, textureCheck)) // pixmap or image, both travel as images
             return false;
+        if (scan.version() < FirstTextureImageVersion)
+            scan.pixmapTexture = true;
     } else if (style >= FirstGradientStyle && style <= LastGradientStyle) {
         if (!scanGradient(scan))
             return false;
@@ -389,15 +400,19 @@ bool needsScan(int typeId)
     }
 }
 
-bool plausibleDrawingValue(QDataStream& stream, int typeId)
+DrawingValueScan scanDrawingValue(QDataStream& stream, int typeId)
 {
+    DrawingValueScan result;
     QIODevice* device = stream.device();
     if (!device || device->isSequential())
-        return false;
+        return result;
     const qint64 start = device->pos();
     Scan scan(stream);
     const bool plausible = scanValue(scan, typeId);
-    return device->seek(start) && plausible;
+    result.bytes = device->pos() - start;
+    result.pixmapTexture = scan.pixmapTexture;
+    result.plausible = device->seek(start) && plausible;
+    return result;
 }
 
 } // namespace MorvaneFormats

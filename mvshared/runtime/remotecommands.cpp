@@ -9,6 +9,7 @@
  */
 #include "middlewaretext_p.h"
 
+#include <MVShared/BoundedUncompress.h>
 #include <MVShared/MorvaneTexts.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
@@ -276,12 +277,15 @@ RemoteSystemResult ScadaRuntimeInterface::deviceCmd(int pointId, int driver, int
     const qint32 addSize = reply.GetSignedIntValue("addSize");
     if (addSize != 0) {
         /* The driver's bytes follow the fixed reply: a qCompress stream (a
-         * 4-byte big-endian length, then zlib). Never read past the buffer. */
+         * 4-byte big-endian length, then zlib). Never read past the buffer,
+         * and never inflate more than a device answer can be: whoever
+         * serves the driver's name writes these bytes. */
         const int fixedSize = DravoData(kReplyType).GetBufferSize();
         const int available = reply.GetBufferSize() - fixedSize;
         const int count = qBound(0, addSize, qMax(0, available));
         if (count > 0)
-            result.data = qUncompress(reinterpret_cast<const uchar*>(reply.GetRawValue() + fixedSize), count);
+            result.data = Morvane::boundedUncompress(reply.GetRawValue() + fixedSize, count,
+                                                     Morvane::LargestDeviceCmdData);
     }
     return result;
 }

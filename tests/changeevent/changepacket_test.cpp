@@ -5,7 +5,10 @@
 // packets by operator applications.
 #include "changeeventfixture.h"
 
+#include <compressedbytes.h>
+
 #include <QtCore/QDataStream>
+#include <QtCore/QElapsedTimer>
 
 #include <cstring>
 
@@ -356,6 +359,30 @@ TEST_F(PacketTest, PayloadThatIsNotCompressedGivesNothing)
         EXPECT_TRUE(readThroughClient(client, namelessRecord(payload)).empty()) << payload.toHex().toStdString();
     // An empty body compresses to a packet that holds no change either.
     EXPECT_TRUE(readThroughClient(client, packetOf({})).empty());
+}
+
+// A packet's length in front is checked before anything is allocated, and
+// inflation stops there: a packet that says it is small and inflates to a
+// gigabyte is not one of ours, however valid the items at its start.
+TEST_F(PacketTest, PacketInflatingPastWhatItClaimsGivesNothing)
+{
+    MorvaneChangeEvent* client = newReceiver();
+    QByteArray head;
+    QDataStream stream(&head, QIODevice::WriteOnly);
+    stream << packetItem(0, patternedChange("CHANGED_STATUS", 100001, 1));
+    // The same items with a claim that fits them all are read (the zeros
+    // after the status item are empty items).
+    const std::vector<Emission> read = readThroughClient(client, namelessRecord(mvtest::compressedZeros(1, head)));
+    ASSERT_EQ(read.size(), 3u);
+    EXPECT_EQ(read[1].signal, "statusChanged");
+
+    const QByteArray understated = mvtest::withClaim(mvtest::compressedZeros(1024, head), quint32(head.size()));
+    const long peakBefore = mvtest::peakResidentKb();
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(readThroughClient(client, namelessRecord(understated)).empty());
+    EXPECT_LT(clock.elapsed(), 5000);
+    EXPECT_LT(mvtest::peakResidentKb() - peakBefore, 64 * 1024);
 }
 
 } // namespace

@@ -94,6 +94,36 @@ TEST(JsonText, KeyContainingPlaceholderReceivesTheValueText)
     EXPECT_EQ(jsKeyStringValue(QStringLiteral("k%1"), QStringLiteral("V"), true), QStringLiteral("\"k\"V\"\":%2,"));
 }
 
+// Nothing is escaped, so a caller's text decides the JSON: a double quote in
+// a value closes the string and what follows it becomes members of its own.
+TEST(JsonText, QuoteInAStringValueInjectsAMemberIntoTheObject)
+{
+    const QString text = QStringLiteral("{%1}").arg(
+        jsKeyStringValue(QStringLiteral("mode"), QStringLiteral("Auto\",\"admin\":\"yes"), true)
+        + jsKeyStringValue(QStringLiteral("user"), QStringLiteral("op"), false));
+    EXPECT_EQ(text, QStringLiteral("{\"mode\":\"Auto\",\"admin\":\"yes\",\"user\":\"op\"}"));
+    rapidjson::Document document;
+    document.Parse(text.toUtf8().constData());
+    ASSERT_FALSE(document.HasParseError());
+    ASSERT_TRUE(document.HasMember("admin"));
+    EXPECT_STREQ(document["admin"].GetString(), "yes");
+    EXPECT_STREQ(document["mode"].GetString(), "Auto");
+}
+
+// A backslash at the end of a value escapes the closing quote: the string
+// runs on into the next member and the whole text no longer parses, so
+// every piece composed into it is lost to its reader.
+TEST(JsonText, BackslashEndingAStringValueBreaksTheObject)
+{
+    const QString text = QStringLiteral("{%1}").arg(
+        jsKeyStringValue(QStringLiteral("path"), QStringLiteral("share\\"), true)
+        + jsKeyStringValue(QStringLiteral("user"), QStringLiteral("op"), false));
+    EXPECT_EQ(text, QStringLiteral("{\"path\":\"share\\\",\"user\":\"op\"}"));
+    rapidjson::Document document;
+    document.Parse(text.toUtf8().constData());
+    EXPECT_TRUE(document.HasParseError());
+}
+
 TEST(JsonText, GetJsonStringOfStringIsDecodedAsUtf8)
 {
     EXPECT_EQ(textOf("\"Gr\xC3\xBC\xC3\x9F" "e\""), QStringLiteral("Gr\u00FC\u00DFe"));

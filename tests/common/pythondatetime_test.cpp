@@ -100,6 +100,28 @@ TEST_F(PythonDateTimeTest, MakePythonDateTimeRoundTripsThroughMakeQDateTime)
     Py_DECREF(made);
 }
 
+// The datetime is naive: the date and clock time are taken as they stand
+// in the QDateTime's own offset or zone, and the offset itself is dropped,
+// not applied. Callers convert first when the moment matters.
+TEST_F(PythonDateTimeTest, MakePythonDateTimeDropsTheOffsetWithoutApplyingIt)
+{
+    const QDate date(2024, 3, 1);
+    const QTime time(10, 20, 30);
+    const QDateTime atPlusFive(date, time, Qt::OffsetFromUTC, 5 * 3600);
+    const QDateTime atUtc(date, time, Qt::UTC);
+    ASSERT_NE(atPlusFive.toMSecsSinceEpoch(), atUtc.toMSecsSinceEpoch());
+    for (const QDateTime& dt : { atPlusFive, atUtc }) {
+        PyObject* made = makePythonDateTime(dt);
+        ASSERT_NE(made, nullptr);
+        PyDict_SetItemString(m_globals.get(), "made", made);
+        PyRef same = eval("made == datetime.datetime(2024, 3, 1, 10, 20, 30) and made.tzinfo is None");
+        EXPECT_EQ(same.get(), Py_True) << dt.toString(Qt::ISODate).toStdString();
+        PyDict_DelItemString(m_globals.get(), "made");
+        Py_DECREF(made);
+        Py_DECREF(made);
+    }
+}
+
 TEST_F(PythonDateTimeTest, MakeQDateOfDate)
 {
     PyRef date = eval("datetime.date(2024, 2, 29)");

@@ -1,8 +1,9 @@
 // remotecommands_test.cpp: the runtime interface's remote commands against
 // the software field driver over the real middleware: the control-inhibit
 // check, the envelopes the driver receives, the send modes and waits, the
-// driver's answers (success, its own codes and texts, appended data) and
-// what happens when the driver is absent or stays silent.
+// driver's answers (success, its own codes and texts, appended data), what
+// happens when the driver is absent or stays silent, and what is taken of
+// appended data that a client answering for a free driver number forged.
 //
 // The sample plant tags KestrelHill.132kV.Line2.CB.Position,
 // KestrelHill.TX1.AVR.VoltageSetpoint and every point of the RTU
@@ -22,7 +23,10 @@
 
 #include <DravoPlus/DravoPlusTesting.h>
 
+#include <compressedbytes.h>
+
 #include <QtCore/QByteArray>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -37,6 +41,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace runtimetest {
@@ -617,6 +623,122 @@ TEST_F(RemoteCommandsTest, DeviceCmdTimesOutWhenDriverIsSilent)
     startDriver().setDefaultAnswer(answer);
     expectResult(rt->deviceCmd(freeStatus, kDriver, kChannel, QStringLiteral("READ"), QByteArray()), 1,
                  DRAVO_TIMEOUT, middlewareText(DRAVO_TIMEOUT));
+}
+
+// ---- Generic device commands: how much the driver's data may take ---------
+
+// Any client of the shared server may serve a driver number that no driver
+// serves, and put whatever bytes it likes behind its reply. This one
+// answers one generic command with success and the given bytes appended.
+class ForgedDriver
+{
+public:
+    ForgedDriver(int number, QByteArray appended)
+        : m_target(QStringLiteral("Driver%1").arg(number).toStdString())
+        , m_appended(std::move(appended))
+    {
+    }
+
+    ~ForgedDriver()
+    {
+        if (m_thread.joinable())
+            m_thread.join();
+        DravoPlus::UnregisterPacketReceiver(m_target.c_str());
+    }
+
+    ForgedDriver(const ForgedDriver&) = delete;
+    ForgedDriver& operator=(const ForgedDriver&) = delete;
+
+    int start()
+    {
+        const int rc = DravoPlus::RegisterPacketReceiver(m_target.c_str());
+        if (rc == DRAVO_OK)
+            m_thread = std::thread([this] { answerOne(); });
+        return rc;
+    }
+
+private:
+    void answerOne()
+    {
+        DravoData request;
+        DravoHandle handle = 0;
+        if (DravoPlus::ReceivePacket(m_target.c_str(), request, handle, 10) != DRAVO_OK)
+            return;
+        DravoData reply("CMD_RESPONSE");
+        reply.PutValue("failwhy", std::int16_t{0});
+        reply.PutValue("addSize", static_cast<std::int32_t>(m_appended.size()));
+        QByteArray raw(reply.GetRawValue(), reply.GetBufferSize());
+        raw.append(m_appended);
+        reply.SetRawValue(raw.constData(), raw.size());
+        DravoPlus::ReplyPacket(handle, reply);
+    }
+
+    std::string m_target;
+    QByteArray m_appended;
+    std::thread m_thread;
+};
+
+// Served by no driver of the sample plant.
+constexpr int kForgedDriver = 41;
+constexpr int kMiB = 1024 * 1024;
+constexpr qint64 kPromptMs = 2000;
+constexpr long kMaxGrowthKb = 64 * 1024;
+
+// A generic command answered by a forged driver with these bytes behind its
+// reply; checks that the command came back promptly and took little memory.
+RemoteSystemResult deviceCmdAnsweredWith(ScadaRuntimeInterface* rt, int pointId, const QByteArray& appended)
+{
+    ForgedDriver forged(kForgedDriver, appended);
+    EXPECT_EQ(forged.start(), DRAVO_OK);
+    const long peakBefore = mvtest::peakResidentKb();
+    QElapsedTimer clock;
+    clock.start();
+    const RemoteSystemResult result =
+        rt->deviceCmd(pointId, kForgedDriver, kChannel, QStringLiteral("DUMP"), QByteArray());
+    EXPECT_LT(clock.elapsed(), kPromptMs);
+    EXPECT_LT(mvtest::peakResidentKb() - peakBefore, kMaxGrowthKb);
+    return result;
+}
+
+TEST_F(RemoteCommandsTest, DeviceCmdDataClaimingTwoGigabytesIsNotTaken)
+{
+    const QByteArray appended = mvtest::withClaim(qCompress(QByteArray("relay settings")), 2000000000u);
+    const RemoteSystemResult result = deviceCmdAnsweredWith(rt, freeStatus, appended);
+    expectResult(result, 0, 0, QStringLiteral("Invaild ErrorCode"));
+    EXPECT_TRUE(result.data.isEmpty());
+}
+
+TEST_F(RemoteCommandsTest, DeviceCmdDataOfOneMegabyteInflatingToAGigabyteIsNotTaken)
+{
+    const QByteArray gigabyte = mvtest::compressedZeros(1024);
+    ASSERT_LT(gigabyte.size(), 2 * kMiB);
+    const RemoteSystemResult result = deviceCmdAnsweredWith(rt, freeStatus, gigabyte);
+    expectResult(result, 0, 0, QStringLiteral("Invaild ErrorCode"));
+    EXPECT_TRUE(result.data.isEmpty());
+}
+
+TEST_F(RemoteCommandsTest, DeviceCmdDataInflatingPastWhatItClaimsIsNotTaken)
+{
+    const QByteArray understated = mvtest::withClaim(mvtest::compressedZeros(1024), 4096);
+    const RemoteSystemResult result = deviceCmdAnsweredWith(rt, freeStatus, understated);
+    expectResult(result, 0, 0, QStringLiteral("Invaild ErrorCode"));
+    EXPECT_TRUE(result.data.isEmpty());
+}
+
+TEST_F(RemoteCommandsTest, DeviceCmdDataJustUnderTheLimitComesWhole)
+{
+    QByteArray answerBytes(Morvane::LargestDeviceCmdData - 1, '\0');
+    for (int i = 0; i < answerBytes.size(); i += 4096)
+        answerBytes[i] = static_cast<char>(1 + i / 4096 % 251);
+    Answer answer;
+    answer.data = answerBytes;
+    startDriver().answerForPoint(freeStatus, answer);
+    QElapsedTimer clock;
+    clock.start();
+    const RemoteSystemResult result = rt->deviceCmd(freeStatus, kDriver, kChannel, QStringLiteral("DUMP"), QByteArray());
+    EXPECT_LT(clock.elapsed(), kPromptMs);
+    expectResult(result, 0, 0, QStringLiteral("Invaild ErrorCode"));
+    EXPECT_EQ(result.data, answerBytes);
 }
 
 // ---- Status writes ----------------------------------------------------------

@@ -1,8 +1,17 @@
 /*
  * JsonText.h: small JSON texts built by string formatting, as the product
  * writes them wherever it composes JSON by hand (data links, system option
- * messages), and the text of a parsed JSON value. Nothing is escaped: keys
- * and values are names and plain values.
+ * messages), and the text of a parsed JSON value.
+ *
+ * Nothing is escaped, and the stations that read these texts expect them
+ * as they are, so it stays that way. The caller's text therefore decides
+ * the JSON: a double quote in a key or value closes the string early and
+ * what follows is read as members of its own (an option value can add or
+ * override options), and a backslash at its end escapes the closing quote,
+ * so the string runs on and the whole text no longer parses (every option
+ * in it is lost). A key holding %1 also receives the value text. Callers
+ * that pass anything but names and plain values (text an operator typed,
+ * file paths) escape it first, or refuse it.
  */
 #ifndef MVSHARED_JSONTEXT_H
 #define MVSHARED_JSONTEXT_H
@@ -15,7 +24,7 @@
 
 namespace Morvane {
 
-/* "s" between double quotes. */
+/* "s" between double quotes, s as it stands (see above: escape first). */
 MVSHARED_EXPORT QString jsString(const QString& s);
 /* "key":value, then "," when comma is true. */
 MVSHARED_EXPORT QString jsKeyValue(const QString& key, int value, bool comma);

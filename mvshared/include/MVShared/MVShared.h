@@ -8,6 +8,7 @@
 #include <DravoPlus/DravoPlus.h>
 
 #include <MVShared/AppIcons.h>
+#include <MVShared/BoundedUncompress.h>
 #include <MVShared/DataLinkInfo.h>
 #include <MVShared/FormValues.h>
 #include <MVShared/HiDPI.h>

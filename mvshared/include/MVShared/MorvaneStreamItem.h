@@ -15,6 +15,11 @@
  * Reading a corrupt or truncated stream stops at the first failure: the
  * stream's status tells it, and the item keeps what was read. Nesting
  * deeper than any real display is refused as corrupt data.
+ *
+ * Reading never needs a GUI: in a process without a QGuiApplication,
+ * pixmap and bitmap properties arrive as QImage values and cursors (and
+ * brushes and pens carrying a pixmap texture) as their encoded bytes; see
+ * ScadaActionStream.h.
  */
 #ifndef MVSHARED_MORVANESTREAMITEM_H
 #define MVSHARED_MORVANESTREAMITEM_H

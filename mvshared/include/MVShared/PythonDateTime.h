@@ -18,8 +18,12 @@ typedef _object PyObject;
 
 namespace Morvane {
 
-/* A naive datetime of dt to the second; the caller receives two references
- * to it. Null when Python fails to create it. */
+/* A naive datetime (tzinfo None) of dt's date and clock time, to the
+ * second; the caller receives two references to it. Null when Python fails
+ * to create it. dt's offset or time zone is dropped, not applied: 10:00 at
+ * +05:00 and 10:00 UTC both give datetime(..., 10, 0), and scripts cannot
+ * tell them apart. Callers convert dt to the time base the script expects
+ * (toUTC(), toLocalTime()) before calling. */
 MVSHARED_EXPORT PyObject* makePythonDateTime(const QDateTime& dt);
 /* The date of a Python date or datetime (or subclass); a null QDate otherwise. */
 MVSHARED_EXPORT QDate makeQDate(PyObject* object);

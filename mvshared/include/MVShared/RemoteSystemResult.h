@@ -25,9 +25,18 @@ struct RemoteSystemResult {
     QString message;
     /* Not filled by the commands. */
     QString detail;
-    /* Generic device commands only: the driver's answer, uncompressed. */
+    /* Generic device commands only: the driver's answer, uncompressed (at
+     * most LargestDeviceCmdData bytes). */
     QByteArray data;
 };
+
+/* The most a generic device command's answer may inflate to: 16 MB. The
+ * answer is something a field device keeps (a settings file, an event or
+ * disturbance record, a memory dump), which such devices hold in a few MB
+ * at most, fetched over the field link within the command's 60 s wait.
+ * Appended data that claims more, or inflates to more than it claims, is
+ * not taken: data stays empty, as for bytes that do not inflate. */
+constexpr int LargestDeviceCmdData = 16 * 1024 * 1024;
 
 } // namespace Morvane
 

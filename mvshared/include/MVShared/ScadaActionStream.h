@@ -13,6 +13,24 @@
  * Every value uses Qt's own QDataStream encoding; the stream's version and
  * byte order are the caller's. A short or corrupt stream shows in the
  * stream's status, and the record keeps what was read.
+ *
+ * Property values in a process without a QGuiApplication (a report tool, a
+ * server task; a QCoreApplication or none at all). Qt can hold pixmaps,
+ * bitmaps and cursors only in a GUI process and would abort this one, so
+ * the readers of these records and of MorvaneStreamItem never hand such
+ * values to Qt there, and the rest of the document reads as anywhere else:
+ *  - a QPixmap or QBitmap is read as the QImage it travels as: the same
+ *    pixels and format, nothing lost (a bitmap's image is monochrome).
+ *    QVariant::value<QPixmap>() turns it back into a pixmap in a GUI
+ *    process; written again, it goes out as a QImage;
+ *  - a QCursor, and a QBrush or QPen whose texture travels as a pixmap
+ *    (streams older than Qt 5.5; newer ones carry an image and are read as
+ *    usual), is kept as the bytes of its encoding, a QByteArray, in the
+ *    stream's version and byte order: a GUI process reads them back with
+ *    the type's own stream operator.
+ * QIcon and QPalette values are refused as corrupt data in every process
+ * (their layouts cannot be checked); QImage, QFont, QRegion and every other
+ * value read the same with or without a GUI.
  */
 #ifndef MVSHARED_SCADAACTIONSTREAM_H
 #define MVSHARED_SCADAACTIONSTREAM_H

@@ -1,0 +1,182 @@
+/*
+ * guidocuments_test.cpp: the checked-in documents of guidocuments.h are what
+ * a GUI process writes, and such a process reads them back with their
+ * pixmaps, bitmaps and cursors. A file that differs from what is written
+ * here is written afresh beside the build (see the failure message), to be
+ * checked in when the change is meant.
+ */
+#include <MVShared/MorvaneStreamItem.h>
+#include <MVShared/ScadaActionStream.h>
+
+#include "guidocuments.h"
+#include "streambytes.h"
+
+#include <QtCore/QDir>
+#include <QtGui/QBitmap>
+#include <QtGui/QBrush>
+#include <QtGui/QCursor>
+#include <QtGui/QFont>
+#include <QtGui/QIcon>
+#include <QtGui/QPalette>
+#include <QtGui/QPen>
+#include <QtGui/QPixmap>
+
+#include <gtest/gtest.h>
+
+using namespace guidocuments;
+
+namespace {
+
+StreamSetup setupOf(const Document& document)
+{
+    return { document.streamVersion, document.byteOrder };
+}
+
+QPixmap picturePixmap()
+{
+    return QPixmap::fromImage(picture());
+}
+
+QBitmap bitmap()
+{
+    return QBitmap::fromImage(bitmapPicture());
+}
+
+MorvaneStreamItem itemDocument()
+{
+    MorvaneStreamItem item;
+    item.className(QStringLiteral("Panel"));
+    item.setWidgetName(QStringLiteral("hall"));
+    item.setWidget(true);
+    item.setProperty(QStringLiteral("background"), picturePixmap());
+    item.setProperty(QStringLiteral("bitmapCursor"),
+                     QCursor(bitmap(), bitmap(), BitmapCursorHotSpot.x(), BitmapCursorHotSpot.y()));
+    item.setProperty(QStringLiteral("brush"), QBrush(picturePixmap()));
+    item.setProperty(QStringLiteral("caption"), QString::fromLatin1(Caption));
+    item.setProperty(QStringLiteral("font"), QFont(QString::fromLatin1(FontFamily), FontPointSize));
+    item.setProperty(QStringLiteral("image"), picture());
+    item.setProperty(QStringLiteral("mask"), QVariant::fromValue(bitmap()));
+    item.setProperty(QStringLiteral("pen"), QPen(QBrush(picturePixmap()), PenWidth));
+    item.setProperty(QStringLiteral("pixmapCursor"),
+                     QCursor(picturePixmap(), PixmapCursorHotSpot.x(), PixmapCursorHotSpot.y()));
+    item.setProperty(QStringLiteral("waitCursor"), QCursor(Qt::WaitCursor));
+    item.setProperty(QStringLiteral("zLast"), LastValue);
+
+    MorvaneStreamItemPtr label(new MorvaneStreamItem);
+    label->className(QStringLiteral("Label"));
+    label->setProperty(QStringLiteral("icon"), picturePixmap());
+    label->setProperty(QStringLiteral("text"), QStringLiteral("P1"));
+    item.childItems.append(label);
+    MorvaneStreamItemPtr marker(new MorvaneStreamItem);
+    marker->className(QStringLiteral("Marker"));
+    item.auxiliaryItems.append(marker);
+
+    ScadaTagActionStreamPtr tag(new ScadaTagActionStream);
+    tag->actionType = 1;
+    tag->text = QStringLiteral("Alarm");
+    tag->setProperty(QStringLiteral("pixmap"), picturePixmap());
+    tag->setProperty(QStringLiteral("text"), QStringLiteral("after"));
+    item.tagActions.append(tag);
+    ScadaEventActionStreamPtr event(new ScadaEventActionStream);
+    event->actionType = 2;
+    event->setTrigger(3);
+    event->setProperty(QStringLiteral("cursor"), QCursor(Qt::PointingHandCursor));
+    event->setProperty(QStringLiteral("script"), QStringLiteral("open()"));
+    item.eventActions.append(event);
+    return item;
+}
+
+QByteArray namedDocument(const Document& document, const QVariant& value)
+{
+    ScadaNamedStream named;
+    named.setProperty(QStringLiteral("value"), value);
+    return bytesOf(setupOf(document), [&](QDataStream& s) { named.toStream(s); });
+}
+
+/* What a GUI process writes for the document. */
+QByteArray written(const Document& document)
+{
+    switch (document.content) {
+    case Content::Icon:
+        return namedDocument(document, QIcon(picturePixmap()));
+    case Content::Palette:
+        return namedDocument(document, QPalette(Qt::darkCyan));
+    case Content::Item:
+        break;
+    }
+    const MorvaneStreamItem item = itemDocument();
+    return bytesOf(setupOf(document), [&](QDataStream& s) { s << item; });
+}
+
+/* Where a differing document is written afresh. */
+QString freshPath(const Document& document)
+{
+    QDir().mkpath(QStringLiteral(MV_FORMATS_FRESH_DOCUMENTS));
+    return QStringLiteral(MV_FORMATS_FRESH_DOCUMENTS "/%1").arg(QLatin1String(document.file));
+}
+
+MorvaneStreamItem readItem(const Document& document, QDataStream::Status* status)
+{
+    MorvaneStreamItem item;
+    *status = readBytes(bytesOf(document), setupOf(document), [&](QDataStream& s) {
+        s >> item;
+        EXPECT_TRUE(s.atEnd()) << document.file;
+    });
+    return item;
+}
+
+} // namespace
+
+TEST(GuiDocuments, CheckedInDocumentsAreWhatAGuiProcessWrites)
+{
+    for (const Document* document : { &ItemQt515, &ItemQt48, &IconQt515, &PaletteQt515 }) {
+        const QByteArray fresh = written(*document);
+        const bool same = bytesOf(*document) == fresh;
+        EXPECT_TRUE(same) << document->file;
+        if (!same) {
+            QFile file(freshPath(*document));
+            if (file.open(QIODevice::WriteOnly))
+                file.write(fresh);
+            ADD_FAILURE() << "written afresh to " << file.fileName().toStdString();
+        }
+    }
+}
+
+TEST(GuiDocuments, AGuiProcessReadsTheDrawingValuesOfTheItemBack)
+{
+    for (const Document* document : { &ItemQt515, &ItemQt48 }) {
+        QDataStream::Status status = QDataStream::Ok;
+        const MorvaneStreamItem item = readItem(*document, &status);
+        EXPECT_EQ(status, QDataStream::Ok) << document->file;
+        const auto value = [&](const char* name) { return item.property(QString::fromLatin1(name)); };
+        EXPECT_EQ(value("background").userType(), QMetaType::QPixmap) << document->file;
+        EXPECT_TRUE(samePicture(value("background").value<QPixmap>().toImage(), picture()));
+        EXPECT_TRUE(samePicture(value("mask").value<QPixmap>().toImage(), bitmapPicture()));
+        const QCursor bitmapCursor = value("bitmapCursor").value<QCursor>();
+        EXPECT_EQ(bitmapCursor.shape(), Qt::BitmapCursor);
+        EXPECT_EQ(bitmapCursor.hotSpot(), BitmapCursorHotSpot);
+        const QCursor pixmapCursor = value("pixmapCursor").value<QCursor>();
+        EXPECT_TRUE(samePicture(pixmapCursor.pixmap().toImage(), picture()));
+        EXPECT_EQ(pixmapCursor.hotSpot(), PixmapCursorHotSpot);
+        EXPECT_EQ(value("waitCursor").value<QCursor>().shape(), Qt::WaitCursor);
+        EXPECT_TRUE(samePicture(value("brush").value<QBrush>().textureImage(), picture()));
+        EXPECT_EQ(value("pen").value<QPen>().widthF(), PenWidth);
+        EXPECT_EQ(value("zLast"), QVariant(LastValue));
+        ASSERT_EQ(item.childItems.size(), 1);
+        EXPECT_EQ(item.childItems[0]->property(QStringLiteral("icon")).userType(), QMetaType::QPixmap);
+        ASSERT_EQ(item.eventActions.size(), 1);
+        EXPECT_EQ(item.eventActions[0]->getProperty(QStringLiteral("cursor")).value<QCursor>().shape(),
+                  Qt::PointingHandCursor);
+    }
+}
+
+TEST(GuiDocuments, IconsAndPalettesAreRefusedInAGuiProcess)
+{
+    for (const Document* document : { &IconQt515, &PaletteQt515 }) {
+        ScadaNamedStream named;
+        EXPECT_EQ(readBytes(bytesOf(*document), setupOf(*document), [&](QDataStream& s) { named.fromStream(s); }),
+                  QDataStream::ReadCorruptData)
+            << document->file;
+        EXPECT_TRUE(named.properties.isEmpty());
+    }
+}
