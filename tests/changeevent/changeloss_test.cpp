@@ -123,6 +123,27 @@ protected:
 
     bool onRedis() const { return GetParam() == "redis"; }
 
+    // Stops and destroys the receivers when it goes out of scope; declared
+    // after the test's own listeners, it stops the receiving threads before
+    // those listeners go away, whichever way the test ends.
+    class StopFirst
+    {
+    public:
+        StopFirst(ChangeLossTest* test, std::vector<ProbedChangeEvent*> receivers)
+            : m_test(test), m_receivers(std::move(receivers)) {}
+        ~StopFirst()
+        {
+            for (ProbedChangeEvent* receiver : m_receivers)
+                m_test->destroyReceiver(receiver);
+        }
+        StopFirst(const StopFirst&) = delete;
+        StopFirst& operator=(const StopFirst&) = delete;
+
+    private:
+        ChangeLossTest* m_test;
+        std::vector<ProbedChangeEvent*> m_receivers;
+    };
+
     // A packet of status changes of kPoints whose bytes differ from the
     // database's (and from one seed to the next).
     static DravoData statusPacket(unsigned seed)
@@ -181,6 +202,7 @@ TEST_P(ChangeLossTest, OverflowIsAnnouncedWithTheNumberOfPacketsDropped)
     ProbedChangeEvent* receiver = newReceiver();
     LossLog losses(receiver);
     StatusSide side(receiver);
+    const StopFirst stop(this, {receiver});
     startRecording();
     overflowTheBox(receiver, side);
 
@@ -206,6 +228,7 @@ TEST_P(ChangeLossTest, ResyncAfterOverflowLeavesTheDatabaseImageInTheMaps)
     EXPECT_TRUE(receiver->resyncOnLoss());
     LossLog losses(receiver);
     StatusSide side(receiver);
+    const StopFirst stop(this, {receiver});
     overflowTheBox(receiver, side);
 
     EXPECT_TRUE(waitUntil([&] { return losses.total(MorvaneChangeEvent::BoxOverflow) >= 8; }));
@@ -226,6 +249,7 @@ TEST_P(ChangeLossTest, ReceiverNobodyAsksAboutLossesInstallsNoListener)
 
     ProbedChangeEvent* watched = newReceiver();
     LossLog losses(watched);
+    const StopFirst stop(this, {watched});
     watched->start();
     EXPECT_TRUE(log.collectUntil([](const CallLog& l) { return l.count("InstallListener") == 1; }));
 }
@@ -238,6 +262,7 @@ TEST_P(ChangeLossTest, OutageIsAnnouncedAndHealedByAnImageOfTheDatabase)
     receiver->setResyncOnLoss(true);
     LossLog losses(receiver);
     StatusSide side(receiver);
+    const StopFirst stop(this, {receiver});
     receiver->init();
     receiver->start();
     sendPacket(statusPacket(7));
@@ -273,17 +298,22 @@ TEST_P(ChangeLossTest, ServerTaskThatOverflowedPublishesAnImageToOperatorApplica
     task->setBoxCapacity(2);
     task->setResyncOnLoss(true);
     LossLog losses(task);
-    std::mutex mutex;
-    std::condition_variable released;
-    bool hold = true;
-    std::atomic<bool> held{false};
-    task->connectStatus([&](const QList<DravoData>&) {
-        std::unique_lock<std::mutex> lock(mutex);
-        held = hold;
-        released.wait_for(lock, kPatience, [&] { return !hold; });
+    // Shared with the slot, which the task may still call after this body.
+    struct Gate {
+        std::mutex mutex;
+        std::condition_variable released;
+        bool hold = true;
+        std::atomic<bool> held{false};
+    };
+    const auto gate = std::make_shared<Gate>();
+    task->connectStatus([gate](const QList<DravoData>&) {
+        std::unique_lock<std::mutex> lock(gate->mutex);
+        gate->held = gate->hold;
+        gate->released.wait_for(lock, kPatience, [&] { return !gate->hold; });
     });
     ProbedChangeEvent* application = newReceiver();
     StatusSide side(application);
+    const StopFirst stop(this, {task, application});
     for (MorvaneChangeEvent* receiver : std::vector<MorvaneChangeEvent*>{task, application}) {
         receiver->init();
         receiver->start();
@@ -295,14 +325,14 @@ TEST_P(ChangeLossTest, ServerTaskThatOverflowedPublishesAnImageToOperatorApplica
         return DravoPlus::PutPartialDataPoint(("STATUS" + std::to_string(id)).c_str(), partial, nullptr, nullptr);
     };
     ASSERT_EQ(write(kPoints.front(), 1), DRAVO_OK);
-    ASSERT_TRUE(waitUntil([&] { return held.load(); }));
+    ASSERT_TRUE(waitUntil([&] { return gate->held.load(); }));
     for (std::uint32_t round = 2; round <= 5; ++round)
         for (int id : kPoints)
             ASSERT_EQ(write(id, round), DRAVO_OK);
     {
-        std::lock_guard<std::mutex> lock(mutex);
-        hold = false;
-        released.notify_all();
+        std::lock_guard<std::mutex> lock(gate->mutex);
+        gate->hold = false;
+        gate->released.notify_all();
     }
 
     // The task delivered the first write and the last two (its box kept
