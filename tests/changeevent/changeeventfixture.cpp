@@ -4,6 +4,7 @@
 
 #include <eventwait.h>
 #include <isolatedsettings.h>
+#include <redisserver.h>
 
 #include <MVPlant/Plant.h>
 
@@ -293,6 +294,15 @@ int ChangeEventTest::useServer(const std::string& address)
 {
     prepareProcessOnce();
     return DravoPlus::updateServerSetting(nullptr, address.c_str(), nullptr);
+}
+
+void ChangeEventTest::useBackend(const std::string& backend)
+{
+    if (backend != "redis")
+        return;
+    const std::string address = mvtest::sharedRedisAddress();
+    ASSERT_FALSE(address.empty()) << "cannot start redis-server";
+    ASSERT_EQ(useServer(address), DRAVO_OK);
 }
 
 void ChangeEventTest::SetUp()

@@ -171,6 +171,10 @@ protected:
     // Points the process at another server than the embedded one; called
     // before SetUp connects.
     static int useServer(const std::string& address);
+    // Points the process at the backend named "embedded" or "redis" (a
+    // redis-server of the test process, started on first use); called
+    // before SetUp connects.
+    static void useBackend(const std::string& backend);
 
     // Recording on, the recorder emptied first.
     void startRecording();

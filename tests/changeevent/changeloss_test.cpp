@@ -6,8 +6,6 @@
 // equal to the point database. On the embedded server and on Redis.
 #include "changeeventfixture.h"
 
-#include "redisserver.h"
-
 #include <QtCore/QObject>
 
 #include <atomic>
@@ -112,11 +110,7 @@ class ChangeLossTest : public ChangeEventTest, public ::testing::WithParamInterf
 protected:
     void SetUp() override
     {
-        if (onRedis()) {
-            const std::string address = mvtest::sharedRedisAddress();
-            ASSERT_FALSE(address.empty()) << "cannot start redis-server";
-            ASSERT_EQ(useServer(address), DRAVO_OK);
-        }
+        ASSERT_NO_FATAL_FAILURE(useBackend(GetParam()));
         ChangeEventTest::SetUp();
         loadPlant();
     }

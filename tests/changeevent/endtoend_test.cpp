@@ -12,8 +12,6 @@
 // box dropped any.
 #include "changeeventfixture.h"
 
-#include "redisserver.h"
-
 #include <atomic>
 #include <cstdio>
 #include <map>
@@ -194,11 +192,7 @@ class EndToEndTest : public ChangeEventTest, public ::testing::WithParamInterfac
 protected:
     void SetUp() override
     {
-        if (onRedis()) {
-            const std::string address = mvtest::sharedRedisAddress();
-            ASSERT_FALSE(address.empty()) << "cannot start redis-server";
-            ASSERT_EQ(useServer(address), DRAVO_OK);
-        }
+        ASSERT_NO_FATAL_FAILURE(useBackend(GetParam()));
         ChangeEventTest::SetUp();
         loadPlant();
     }

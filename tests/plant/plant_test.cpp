@@ -10,6 +10,8 @@
 #include <DravoPlus/DravoPlusTesting.h>
 #include <MVPlant/Plant.h>
 
+#include "plantfolder.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -19,7 +21,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <random>
 #include <set>
 #include <string>
 #include <unistd.h>
@@ -28,6 +29,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using planttest::writePlant;
 
 #ifdef MV_SAMPLE_PLANT
 const std::string kSamplePlant = MV_SAMPLE_PLANT;
@@ -96,22 +98,9 @@ std::string fixedText(const DravoData& record, const char* field)
 class PlantLoadTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        std::random_device random;
-        s_dir = fs::temp_directory_path()
-                / ("plant_test-" + std::to_string(::getpid()) + "-" + std::to_string(random()));
-        fs::create_directories(s_dir);
-        // The embedded server, whatever the developer's own settings say.
-        ::setenv("DRAVO_SETTINGS", (s_dir / "servers.conf").c_str(), 1);
-        ::unsetenv("DRAVO_SERVERS");
-    }
-
-    static void TearDownTestSuite()
-    {
-        std::error_code ec;
-        fs::remove_all(s_dir, ec);
-    }
+    // Plant files go to the tests' folder; the process uses the embedded
+    // server whatever the developer's own settings say.
+    static void SetUpTestSuite() { planttest::plantFolder(); }
 
     void SetUp() override { ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK); }
 
@@ -120,15 +109,6 @@ protected:
         DravoPlus::SetCallRecording(false);
         DravoPlus::TakeRecordedCalls();
         DravoPlus::DisConnectMid(nullptr);
-    }
-
-    // Writes a plant file of this test and returns its path.
-    static std::string writePlant(const std::string& name, const std::string& content)
-    {
-        const fs::path path = s_dir / name;
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        file.write(content.data(), static_cast<std::streamsize>(content.size()));
-        return path.string();
     }
 
     // Records of every type a plant load writes, by data name, with their raw bytes.
@@ -193,10 +173,8 @@ protected:
         return id;
     }
 
-    static fs::path s_dir;
 };
 
-fs::path PlantLoadTest::s_dir;
 
 // ---- The sample plant ---------------------------------------------------------
 
@@ -588,12 +566,12 @@ TEST_F(PlantLoadTest, EmptyFileIsRefused)
 
 TEST_F(PlantLoadTest, NonexistentFileIsRefused)
 {
-    expectRefused((s_dir / "no-such-plant.json").string(), {"cannot open the file"});
+    expectRefused((planttest::plantFolder() / "no-such-plant.json").string(), {"cannot open the file"});
 }
 
 TEST_F(PlantLoadTest, DirectoryIsRefused)
 {
-    expectRefused(s_dir.string(), {"is a directory"});
+    expectRefused(planttest::plantFolder().string(), {"is a directory"});
 }
 
 TEST_F(PlantLoadTest, RandomBytesAreRefused)

@@ -7,48 +7,29 @@
 #include <DravoPlus/DravoPlusTesting.h>
 #include <MVPlant/Plant.h>
 
+#include "plantfolder.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <string>
 #include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
+using planttest::writePlant;
 
 const std::string kSamplePlant = MV_SAMPLE_PLANT;
 
 class PlantReaderTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        std::random_device random;
-        s_dir = fs::temp_directory_path()
-                / ("plantreader_test-" + std::to_string(::getpid()) + "-" + std::to_string(random()));
-        fs::create_directories(s_dir);
-        // The embedded server, whatever the developer's own settings say.
-        ::setenv("DRAVO_SETTINGS", (s_dir / "servers.conf").c_str(), 1);
-        ::unsetenv("DRAVO_SERVERS");
-    }
-
-    static void TearDownTestSuite()
-    {
-        std::error_code ec;
-        fs::remove_all(s_dir, ec);
-    }
-
-    static std::string writePlant(const std::string& name, const std::string& content)
-    {
-        const fs::path path = s_dir / name;
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        file.write(content.data(), static_cast<std::streamsize>(content.size()));
-        return path.string();
-    }
+    // Plant files go to the tests' folder; the process uses the embedded
+    // server whatever the developer's own settings say.
+    static void SetUpTestSuite() { planttest::plantFolder(); }
 
     static MVPlant::Plant readSample()
     {
@@ -76,10 +57,8 @@ protected:
         return plant;
     }
 
-    static fs::path s_dir;
 };
 
-fs::path PlantReaderTest::s_dir;
 
 TEST_F(PlantReaderTest, SamplePlantReadsWithItsCounts)
 {
@@ -258,7 +237,7 @@ TEST_F(PlantReaderTest, MissingFileAndNoPathGiveTheirErrors)
 {
     MVPlant::Plant plant = stalePlant();
     std::string error;
-    const std::string missing = (s_dir / "no-such-plant.json").string();
+    const std::string missing = (planttest::plantFolder() / "no-such-plant.json").string();
     EXPECT_EQ(MVPlant::ReadPlant(missing.c_str(), plant, &error), DRAVO_CONFIG_ERROR);
     EXPECT_EQ(error.rfind(missing + ": cannot open the file", 0), 0u) << error;
     EXPECT_TRUE(isEmpty(plant));
