@@ -6,10 +6,13 @@
 // equal to the point database. On the embedded server and on Redis.
 #include "changeeventfixture.h"
 
+#include "redisserver.h"
+
 #include <QtCore/QObject>
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 
@@ -105,6 +108,22 @@ private:
     std::map<int, std::string> m_latest;
 };
 
+// Runs its action when it goes out of scope. Declared after a test's own
+// listeners with an action that destroys the receivers, it stops the
+// receiving threads before those listeners go away, whichever way the test
+// ends.
+class StopFirst
+{
+public:
+    explicit StopFirst(std::function<void()> action) : m_action(std::move(action)) {}
+    ~StopFirst() { m_action(); }
+    StopFirst(const StopFirst&) = delete;
+    StopFirst& operator=(const StopFirst&) = delete;
+
+private:
+    std::function<void()> m_action;
+};
+
 class ChangeLossTest : public ChangeEventTest, public ::testing::WithParamInterface<std::string>
 {
 protected:
@@ -116,27 +135,6 @@ protected:
     }
 
     bool onRedis() const { return GetParam() == "redis"; }
-
-    // Stops and destroys the receivers when it goes out of scope; declared
-    // after the test's own listeners, it stops the receiving threads before
-    // those listeners go away, whichever way the test ends.
-    class StopFirst
-    {
-    public:
-        StopFirst(ChangeLossTest* test, std::vector<ProbedChangeEvent*> receivers)
-            : m_test(test), m_receivers(std::move(receivers)) {}
-        ~StopFirst()
-        {
-            for (ProbedChangeEvent* receiver : m_receivers)
-                m_test->destroyReceiver(receiver);
-        }
-        StopFirst(const StopFirst&) = delete;
-        StopFirst& operator=(const StopFirst&) = delete;
-
-    private:
-        ChangeLossTest* m_test;
-        std::vector<ProbedChangeEvent*> m_receivers;
-    };
 
     // A packet of status changes of kPoints whose bytes differ from the
     // database's (and from one seed to the next).
@@ -196,7 +194,7 @@ TEST_P(ChangeLossTest, OverflowIsAnnouncedWithTheNumberOfPacketsDropped)
     ProbedChangeEvent* receiver = newReceiver();
     LossLog losses(receiver);
     StatusSide side(receiver);
-    const StopFirst stop(this, {receiver});
+    const StopFirst stop([&] { destroyReceiver(receiver); });
     startRecording();
     overflowTheBox(receiver, side);
 
@@ -222,7 +220,7 @@ TEST_P(ChangeLossTest, ResyncAfterOverflowLeavesTheDatabaseImageInTheMaps)
     EXPECT_TRUE(receiver->resyncOnLoss());
     LossLog losses(receiver);
     StatusSide side(receiver);
-    const StopFirst stop(this, {receiver});
+    const StopFirst stop([&] { destroyReceiver(receiver); });
     overflowTheBox(receiver, side);
 
     EXPECT_TRUE(waitUntil([&] { return losses.total(MorvaneChangeEvent::BoxOverflow) >= 8; }));
@@ -243,7 +241,7 @@ TEST_P(ChangeLossTest, ReceiverNobodyAsksAboutLossesInstallsNoListener)
 
     ProbedChangeEvent* watched = newReceiver();
     LossLog losses(watched);
-    const StopFirst stop(this, {watched});
+    const StopFirst stop([&] { destroyReceiver(watched); });
     watched->start();
     EXPECT_TRUE(log.collectUntil([](const CallLog& l) { return l.count("InstallListener") == 1; }));
 }
@@ -256,7 +254,7 @@ TEST_P(ChangeLossTest, OutageIsAnnouncedAndHealedByAnImageOfTheDatabase)
     receiver->setResyncOnLoss(true);
     LossLog losses(receiver);
     StatusSide side(receiver);
-    const StopFirst stop(this, {receiver});
+    const StopFirst stop([&] { destroyReceiver(receiver); });
     receiver->init();
     receiver->start();
     sendPacket(statusPacket(7));
@@ -307,7 +305,10 @@ TEST_P(ChangeLossTest, ServerTaskThatOverflowedPublishesAnImageToOperatorApplica
     });
     ProbedChangeEvent* application = newReceiver();
     StatusSide side(application);
-    const StopFirst stop(this, {task, application});
+    const StopFirst stop([&] {
+        destroyReceiver(task);
+        destroyReceiver(application);
+    });
     for (MorvaneChangeEvent* receiver : std::vector<MorvaneChangeEvent*>{task, application}) {
         receiver->init();
         receiver->start();
@@ -339,6 +340,48 @@ TEST_P(ChangeLossTest, ServerTaskThatOverflowedPublishesAnImageToOperatorApplica
     DravoData record;
     ASSERT_EQ(DravoPlus::GetDataPoint("STATUS100001", record, nullptr, nullptr), DRAVO_OK);
     EXPECT_EQ(record.GetUnSignedIntValue("changedTime"), 5u);
+}
+
+// A primary and its replica; the process uses both addresses, the primary
+// first.
+class ChangeLossFailoverRedisTest : public ChangeEventTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_primary.isRunning()) << m_primary.error();
+        mvtest::RedisServerOptions options;
+        options.replicaOfPort = m_primary.port();
+        m_replica = std::make_unique<mvtest::RedisServer>(options);
+        ASSERT_TRUE(m_replica->isRunning()) << m_replica->error();
+        ASSERT_TRUE(waitUntil([&] { return m_replica->command({"ROLE"}).find("connected") != std::string::npos; }));
+        ASSERT_EQ(useServer(m_primary.address()), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::updateServerSetting(nullptr, m_primary.address().c_str(), m_replica->address().c_str()),
+                  DRAVO_OK);
+        ChangeEventTest::SetUp();
+    }
+
+    mvtest::RedisServer m_primary;
+    std::unique_ptr<mvtest::RedisServer> m_replica;
+};
+
+TEST_F(ChangeLossFailoverRedisTest, FailoverIsAnnouncedAsALostConnectionAndAChangedServer)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    LossLog losses(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    receiver->start();
+    ASSERT_TRUE(waitUntil([] { return boxesOfKind(kPacketKind).size() == 1; }));
+
+    m_primary.kill();
+    ASSERT_EQ(m_replica->command({"REPLICAOF", "NO", "ONE"}), "OK");
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::ServerChanged) >= 1; }));
+    EXPECT_GE(losses.times(MorvaneChangeEvent::ConnectionLost), 1);
+    EXPECT_EQ(losses.total(MorvaneChangeEvent::ServerChanged), -losses.times(MorvaneChangeEvent::ServerChanged))
+        << "nobody can say what a failover lost";
+    const char* active = DravoPlus::activeServer(nullptr);
+    ASSERT_NE(active, nullptr);
+    EXPECT_EQ(std::string(active), m_replica->address());
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ChangeLossTest, ::testing::Values(std::string("embedded"), std::string("redis")),
