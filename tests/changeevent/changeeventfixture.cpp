@@ -305,6 +305,18 @@ void ChangeEventTest::useBackend(const std::string& backend)
     ASSERT_EQ(useServer(address), DRAVO_OK);
 }
 
+void BackendChangeEventTest::SetUp()
+{
+    ASSERT_NO_FATAL_FAILURE(useBackend(GetParam()));
+    ChangeEventTest::SetUp();
+    loadPlant();
+}
+
+std::string backendTestName(const ::testing::TestParamInfo<std::string>& info)
+{
+    return info.param == "redis" ? std::string("Redis") : std::string("Embedded");
+}
+
 void ChangeEventTest::SetUp()
 {
     prepareProcessOnce();

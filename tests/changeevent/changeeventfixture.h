@@ -197,6 +197,19 @@ private:
     std::set<std::string> m_boxesBefore;
 };
 
+// The fixture of the tests that run once per backend (the parameter:
+// "embedded" or "redis"), with the sample plant loaded.
+class BackendChangeEventTest : public ChangeEventTest, public ::testing::WithParamInterface<std::string>
+{
+protected:
+    void SetUp() override;
+    bool onRedis() const { return GetParam() == "redis"; }
+};
+
+// Test names end in the backend's name ("Embedded", "Redis"), so that ctest
+// labels the Redis ones by it.
+std::string backendTestName(const ::testing::TestParamInfo<std::string>& info);
+
 } // namespace changeeventtest
 
 #endif

@@ -124,18 +124,9 @@ private:
     std::function<void()> m_action;
 };
 
-class ChangeLossTest : public ChangeEventTest, public ::testing::WithParamInterface<std::string>
+class ChangeLossTest : public BackendChangeEventTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_NO_FATAL_FAILURE(useBackend(GetParam()));
-        ChangeEventTest::SetUp();
-        loadPlant();
-    }
-
-    bool onRedis() const { return GetParam() == "redis"; }
-
     // A packet of status changes of kPoints whose bytes differ from the
     // database's (and from one seed to the next).
     static DravoData statusPacket(unsigned seed)
@@ -385,9 +376,7 @@ TEST_F(ChangeLossFailoverRedisTest, FailoverIsAnnouncedAsALostConnectionAndAChan
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ChangeLossTest, ::testing::Values(std::string("embedded"), std::string("redis")),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             return info.param == "redis" ? std::string("Redis") : std::string("Embedded");
-                         });
+                         backendTestName);
 
 } // namespace
 } // namespace changeeventtest

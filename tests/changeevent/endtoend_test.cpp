@@ -187,18 +187,9 @@ private:
     std::atomic<long> m_written{0};
 };
 
-class EndToEndTest : public ChangeEventTest, public ::testing::WithParamInterface<std::string>
+class EndToEndTest : public BackendChangeEventTest
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_NO_FATAL_FAILURE(useBackend(GetParam()));
-        ChangeEventTest::SetUp();
-        loadPlant();
-    }
-
-    bool onRedis() const { return GetParam() == "redis"; }
-
     // One server task and two operator applications, boxes made, running.
     void startReceivers()
     {
@@ -375,12 +366,8 @@ TEST_P(EndToEndTest, ServerOutageIsSurvivedAndLaterChangesAllArrive)
     EXPECT_LE(took, kReceiveWait + kRetryPause + kSlack);
 }
 
-// Test names end in the backend's name ("Embedded", "Redis"), so that ctest
-// labels the Redis ones by it.
 INSTANTIATE_TEST_SUITE_P(Backends, EndToEndTest, ::testing::Values(std::string("embedded"), std::string("redis")),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             return info.param == "redis" ? std::string("Redis") : std::string("Embedded");
-                         });
+                         backendTestName);
 
 } // namespace
 } // namespace changeeventtest
