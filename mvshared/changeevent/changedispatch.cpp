@@ -118,8 +118,12 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
 {
     ClientBatch batch;
     const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
+    QList<DravoData> changes;
     for (const DravoData& packet : packets) {
-        QList<DravoData> changes = ChangePacket::read(packet);
+        if (!ChangePacket::read(packet, changes)) {
+            reportLoss(1, PacketRefused);
+            continue;
+        }
         for (DravoData& change : changes) {
             if (tracking)
                 noteDelivered(change);

@@ -31,6 +31,9 @@ namespace {
 /* Records read and handled at a time: the size of a server task's batch, so
  * that an image packs into packets like any other batch. */
 constexpr std::size_t kResyncBatch = 500;
+static_assert(kResyncBatch <= static_cast<std::size_t>(ChangePacket::kMostChanges)
+                  && static_cast<qint64>(kResyncBatch) * ChangePacket::kLargestChangeRecord <= ChangePacket::kMostChangeBytes,
+              "an image's packets stay within what a packet may hold");
 /* How long an image may wait for the box to run empty. */
 constexpr long long kResyncLatestMs = 2000;
 

@@ -72,9 +72,6 @@ const CarriedKind* carriedWithTag(quint8 tag)
 
 /* ---- Copy plans ------------------------------------------------------------- */
 
-/* Room for the largest changed-event record ("CHANGED_TEXT", 14828 bytes). */
-constexpr int kChangedRecordCapacity = 16 * 1024;
-
 struct CopyRun {
     int target;
     int source;
@@ -124,7 +121,7 @@ CopyPlan buildPlan(const CarriedKind& carried)
     CopyPlan plan;
     DravoTypeInfo info;
     if (DravoPlus::GetTypeInfo(carried.changeType, info) != DRAVO_OK || info.sourceType != carried.publishedType
-        || info.size <= 0 || info.size > kChangedRecordCapacity)
+        || info.size <= 0 || info.size > ChangePacket::kLargestChangeRecord)
         return plan;
     plan.targetSize = info.size;
     plan.runs = mergedRuns(fieldCopies(info));
@@ -198,10 +195,12 @@ void readItem(const char* item, quint32 length, QList<DravoData>& changes)
         std::memcpy(change.GetRawValue(), item + 1, static_cast<std::size_t>(bytes));
 }
 
-/* Walks the items in place rather than copying each out as a QByteArray. As
- * with QDataStream, a null item (length 0xFFFFFFFF) is skipped, and an item
- * that runs past the end, or a length cut short, ends the body. */
-void readItems(const QByteArray& body, QList<DravoData>& changes)
+/* Walks the items in place rather than copying each out as a QByteArray,
+ * handing each to take. As with QDataStream, a null item (length 0xFFFFFFFF)
+ * is skipped, and an item that runs past the end, or a length cut short,
+ * ends the body. */
+template <typename Take>
+void forEachItem(const QByteArray& body, Take take)
 {
     constexpr quint32 kNullItem = 0xFFFFFFFFu;
     const char* at = body.constData();
@@ -213,9 +212,32 @@ void readItems(const QByteArray& body, QList<DravoData>& changes)
             continue;
         if (static_cast<qint64>(length) > end - at)
             return;
-        readItem(at, length, changes);
+        take(at, length);
         at += length;
     }
+}
+
+/* Whether the records the body's items would make stay within one packet's
+ * share: counted before a single record is made, since a few kilobytes of
+ * one-byte text items would otherwise become gigabytes of text records. */
+bool withinLimits(const QByteArray& body)
+{
+    qint64 count = 0;
+    qint64 bytes = 0;
+    forEachItem(body, [&](const char* item, quint32 length) {
+        const CarriedKind* carried = length > 0 ? carriedWithTag(static_cast<quint8>(item[0])) : nullptr;
+        if (!carried)
+            return;
+        ++count;
+        bytes += ChangePacket::changeRecordSize(carried->kind);
+    });
+    return count <= ChangePacket::kMostChanges && bytes <= ChangePacket::kMostChangeBytes;
+}
+
+/* Whether a packet claims a body: qCompress's length prefix is not zero. */
+bool claimsABody(const DravoData& packed)
+{
+    return packed.GetBufferSize() >= 4 && qFromBigEndian<quint32>(packed.GetRawValue()) != 0;
 }
 
 } // namespace
@@ -238,7 +260,7 @@ ChangePacket::Kind ChangePacket::append(const DravoData& change)
     }
     const CopyPlan& plan = planFor(carried->kind);
     if (plan.usable) {
-        alignas(8) char record[kChangedRecordCapacity];
+        alignas(8) char record[ChangePacket::kLargestChangeRecord];
         cutInto(plan, change, record);
         writeItem(m_stream, carried->tag, record, plan.targetSize);
     }
@@ -258,13 +280,34 @@ DravoData ChangePacket::toRecord() const
     return packet;
 }
 
+bool ChangePacket::read(const DravoData& packed, QList<DravoData>& changes)
+{
+    changes.clear();
+    const QByteArray body = decompressedBody(packed);
+    if (body.isEmpty())
+        return !claimsABody(packed);
+    if (!withinLimits(body))
+        return false;
+    forEachItem(body, [&changes](const char* item, quint32 length) { readItem(item, length, changes); });
+    return true;
+}
+
 QList<DravoData> ChangePacket::read(const DravoData& packed)
 {
     QList<DravoData> changes;
-    const QByteArray body = decompressedBody(packed);
-    if (!body.isEmpty())
-        readItems(body, changes);
+    read(packed, changes);
     return changes;
+}
+
+int ChangePacket::changeRecordSize(Kind kind)
+{
+    static const std::vector<int> sizes = [] {
+        std::vector<int> all(NotCarried + 1, 0);
+        for (const CarriedKind& carried : kCarriedKinds)
+            all[carried.kind] = DravoData(carried.changeType).GetBufferSize();
+        return all;
+    }();
+    return kind >= 0 && kind < NotCarried ? sizes[static_cast<std::size_t>(kind)] : 0;
 }
 
 bool ChangePacket::toChangedEvent(const DravoData& source, DravoData& target)
@@ -279,7 +322,7 @@ bool ChangePacket::toChangedEvent(const DravoData& source, DravoData& target)
     const CopyPlan& plan = planFor(carried->kind);
     if (!plan.usable)
         return false;
-    alignas(8) char record[kChangedRecordCapacity];
+    alignas(8) char record[ChangePacket::kLargestChangeRecord];
     cutInto(plan, source, record);
     target.SetMidType(carried->changeType, record, plan.targetSize);
     return true;

@@ -37,11 +37,25 @@ public:
     /* The compressed packet as the nameless record that is published. */
     DravoData toRecord() const;
 
+    /* What one packet may make of a receiver's memory. The runtime's server
+     * tasks pack at most 500 changes a packet (under 8 MB of records), so
+     * only a packet that is not one of theirs comes near. */
+    static constexpr int kMostChanges = 5000;
+    /* Room for the largest changed-event record ("CHANGED_TEXT", 14828 bytes). */
+    static constexpr int kLargestChangeRecord = 16 * 1024;
+    static constexpr qint64 kMostChangeBytes = 64 * 1024 * 1024;
+
     /* The changes of a received packet record, in packet order, typed as
-     * read back ("CHANGED_STATUS", ..., "REMOTEUNIT", "COMMLINK"). A record
-     * that does not decompress gives none; items of unknown tags are
-     * skipped. */
+     * read back ("CHANGED_STATUS", ..., "REMOTEUNIT", "COMMLINK"); items of
+     * unknown tags are skipped. False, with no changes, for a packet that
+     * is refused: it does not decompress, or its items would make more than
+     * kMostChanges records or kMostChangeBytes bytes of them (checked
+     * before any record is made). */
+    static bool read(const DravoData& packed, QList<DravoData>& changes);
+    /* The same, refused packets giving no changes. */
     static QList<DravoData> read(const DravoData& packed);
+    /* The byte size of the record a change of that kind is read back as. */
+    static int changeRecordSize(Kind kind);
 
     /* The changed-event form of one raw change; false, and target untouched,
      * for records the packet does not carry. */

@@ -10,6 +10,7 @@
  */
 #include <MVShared/MorvaneChangeEvent.h>
 
+#include "changepacket.h"
 #include "losswatch.h"
 
 #include <QtCore/QUuid>
@@ -27,6 +28,11 @@ constexpr int kReceiveWaitSeconds = 1;
  * server task takes up to 500 raw changes into one packet. */
 constexpr int kPacketsPerReceive = 1;
 constexpr int kRawChangesPerReceive = 500;
+/* A server task's packet holds one receive's raw changes; it must never be
+ * one that operator applications refuse. */
+static_assert(kRawChangesPerReceive <= ChangePacket::kMostChanges
+                  && static_cast<qint64>(kRawChangesPerReceive) * ChangePacket::kLargestChangeRecord <= ChangePacket::kMostChangeBytes,
+              "a server task's packets stay within what a packet may hold");
 /* The pause before the connection is made again, and before the loop ends. */
 constexpr unsigned long kRetryPauseMs = 1000;
 /* How often a stop request is made again while waiting for the thread. */

@@ -333,6 +333,57 @@ TEST_P(ChangeLossTest, ServerTaskThatOverflowedPublishesAnImageToOperatorApplica
     EXPECT_EQ(record.GetUnSignedIntValue("changedTime"), 5u);
 }
 
+// ---- Packets that would cost more than a packet may ------------------------------
+
+// One packet of count items of the tag, each carrying body bytes only (a
+// text item of one byte becomes a whole text record when read).
+DravoData bombPacket(int tag, int count, int itemBytes)
+{
+    QList<QByteArray> items;
+    items.reserve(count);
+    const QByteArray item = packetItem(tag, QByteArray(itemBytes, '\x01'));
+    for (int i = 0; i < count; ++i)
+        items.append(item);
+    return packetOf(items);
+}
+
+using PacketLimitTest = ChangeEventTest;
+
+TEST_F(PacketLimitTest, PacketsOverTheLimitsAreRefusedAnnouncedAndTheNextIsDelivered)
+{
+    ProbedChangeEvent* client = newReceiver();
+    LossLog losses(client);
+    EmissionLog emissions(client);
+    struct Bomb {
+        const char* what;
+        DravoData packet;
+    };
+    const std::vector<Bomb> bombs{
+        {"400000 one-byte text items (a 2 MB body)", bombPacket(2, 400000, 1)},
+        {"4600 text items (68 MB of text records)", bombPacket(2, 4600, 1)},
+        {"5001 status items", bombPacket(0, 5001, 1)},
+        {"5001 analog items", bombPacket(1, 5001, 1)},
+        {"a body claiming 1 GB", namelessRecord(QByteArray("\x40\x00\x00\x00garbage", 11))},
+    };
+    for (const Bomb& bomb : bombs) {
+        SCOPED_TRACE(bomb.what);
+        const int before = losses.times(MorvaneChangeEvent::PacketRefused);
+        DravoDataList list = listOf({bomb.packet});
+        client->compressData(list);
+        EXPECT_EQ(losses.times(MorvaneChangeEvent::PacketRefused), before + 1);
+        EXPECT_EQ(losses.total(MorvaneChangeEvent::PacketRefused), before + 1) << "one packet each";
+    }
+    EXPECT_TRUE(emissions.emissions().empty()) << "a refused packet gives no change";
+
+    // At the limit a packet is read; and the receiver goes on with the next.
+    DravoDataList atLimit = listOf({bombPacket(0, 5000, 1)});
+    client->compressData(atLimit);
+    const Emission* status = emissions.find("statusChanged");
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(status->records.size(), 5000u);
+    EXPECT_EQ(losses.times(MorvaneChangeEvent::PacketRefused), static_cast<int>(bombs.size()));
+}
+
 // A primary and its replica; the process uses both addresses, the primary
 // first.
 class ChangeLossFailoverRedisTest : public ChangeEventTest

@@ -70,7 +70,9 @@ public:
         BoxOverflow,      /* the event box was full and dropped its oldest records */
         BoxRecreated,     /* the event box was gone (an outage, a server without it) and was made again */
         ConnectionLost,   /* the connection to the runtime server dropped */
-        ServerChanged     /* another runtime server took over (a failover) */
+        ServerChanged,    /* another runtime server took over (a failover) */
+        PacketRefused     /* client mode: a packet did not decompress, or would have made more
+                             changes than one packet may (see the README's limits) */
     };
     Q_ENUM(LossReason)
 
@@ -158,7 +160,9 @@ Q_SIGNALS:
     void nonPointdataChanged(const QList<DravoData>& changes);
     /* Changes may have been lost: count is how many records the box
      * dropped for BoxOverflow (packets in client mode, raw changes in server
-     * mode), -1 (unknown) for the other reasons. Emitted on a middleware
+     * mode), the packets refused for PacketRefused (they give no changes,
+     * and the receiver goes on with the next), -1 (unknown) for the other
+     * reasons. Emitted on a middleware
      * thread or the receiving thread, as the loss is noticed. */
     void changesLost(int count, MorvaneChangeEvent::LossReason reason);
 
