@@ -372,7 +372,7 @@ Outcome cmdServer(const Words&, Session& s)
     ObjectNames names;
     if (DravoPlus::GetServerAddress(nullptr, names) == DRAVO_OK) {
         for (int i = 0; i < names.count; ++i)
-            s.out << "address " << i + 1 << ": " << names.names[i] << '\n';
+            s.out << "address " << i + 1 << ": " << DravoPlus::MaskedAddress(names.names[i]) << '\n';
         DravoPlus::DeatoryNameSeq(names);
     }
     s.out << "settings file: " << DravoPlus::SettingsFilePath() << '\n';
