@@ -7,17 +7,22 @@
  * default setting for one process, which is how tests and CI choose their
  * backend; updateServerSetting writes the file and becomes the process's
  * setting too, so the next ConnectMid uses what the operator just entered.
+ * The file is its owner's alone, and MaskedAddress gives the form of an
+ * address that tools print, since addresses may carry passwords.
  */
 #include "clientstate.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -101,7 +106,26 @@ std::vector<std::string> fileAddresses(const std::string& setting)
     return nonEmpty(addresses);
 }
 
-/* Rewrites the file with the setting's two lines replaced, other lines kept. */
+/* Writes content to path readable by its owner alone: the addresses may carry
+ * passwords. The mode is set on the open file as well, since a file left
+ * over from an earlier write keeps the mode it had. */
+bool writePrivate(const std::string& path, const std::string& content)
+{
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (fd < 0)
+        return false;
+    bool ok = ::fchmod(fd, S_IRUSR | S_IWUSR) == 0;
+    for (std::size_t done = 0; ok && done < content.size();) {
+        const ssize_t n = ::write(fd, content.data() + done, content.size() - done);
+        ok = n > 0;
+        done += ok ? static_cast<std::size_t>(n) : 0;
+    }
+    return ::close(fd) == 0 && ok;
+}
+
+/* Rewrites the file with the setting's two lines replaced, other lines kept.
+ * The new file replaces the old one whole, so an old world-readable file is
+ * tightened by the same write. */
 bool writeFile(const std::string& setting, const std::string& first, const std::string& second)
 {
     const std::string path = DravoPlus::SettingsFilePath();
@@ -115,17 +139,13 @@ bool writeFile(const std::string& setting, const std::string& first, const std::
     const std::filesystem::path parent = std::filesystem::path(path).parent_path();
     if (!parent.empty())
         std::filesystem::create_directories(parent, ec);
+    std::string content;
+    for (const std::string& line : kept)
+        content += line + '\n';
+    content += setting + ".server1=" + first + '\n' + setting + ".server2=" + second + '\n';
     const std::string temp = path + ".new";
-    {
-        std::ofstream out(temp, std::ios::trunc);
-        if (!out)
-            return false;
-        for (const std::string& line : kept)
-            out << line << '\n';
-        out << setting << ".server1=" << first << '\n' << setting << ".server2=" << second << '\n';
-        if (!out.flush())
-            return false;
-    }
+    if (!writePrivate(temp, content))
+        return false;
     std::filesystem::rename(temp, path, ec);
     return !ec;
 }
@@ -200,4 +220,19 @@ int DravoPlus::updateServerSetting(const char* name, const char* address1, const
         return DRAVO_CONFIG_ERROR;
     s.overrides[setting] = nonEmpty({first, second});
     return DRAVO_OK;
+}
+
+std::string DravoPlus::MaskedAddress(const char* address)
+{
+    std::string text = address ? address : "";
+    const auto scheme = text.find("://");
+    const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
+    /* The last '@' ends the credentials, as when the address is parsed: a
+     * password may hold '@' itself. */
+    const auto at = text.rfind('@');
+    if (at == std::string::npos || at < start)
+        return text;
+    const auto colon = text.find(':', start);
+    const std::size_t passwordStart = colon != std::string::npos && colon < at ? colon + 1 : start;
+    return text.replace(passwordStart, at - passwordStart, "***");
 }

@@ -17,7 +17,9 @@
 #include "pointtableview.h"
 
 #include "plantsimulator.h"
+#include "simulatedfielddriver.h"
 
+#include <MVShared/MorvaneTypes.h>
 #include <MVShared/PointMimeData.h>
 
 #include <QtCore/QTimer>
@@ -301,6 +303,47 @@ TEST_F(ConsoleTest, ControlIsExecutedByTheDriverAndConfirmed)
     EXPECT_TRUE(waitUntil([&] { return m_simulator->counters().commandsAnswered == 2; }));
     EXPECT_TRUE(waitUntil([&] { return m_window->log()->toPlainText().contains(QStringLiteral("Answered by the driver code 0")); }))
         << m_window->log()->toPlainText().toStdString();
+}
+
+// A driver's failure message and a point's name are shown as they stand: the
+// labels take no markup from them.
+TEST_F(ConsoleTest, ControlDialogShowsDriverAndPointTextLiterally)
+{
+    const PlantPoint* setpoint = m_window->plant().findPoint(kFreeSetpoint);
+    ASSERT_NE(setpoint, nullptr);
+    int driver = 0;
+    int channel = 0;
+    ASSERT_TRUE(m_window->plant().route(setpoint->rtuId, driver, channel));
+    ASSERT_NE(m_simulator->driver(driver), nullptr);
+    SimulatedFieldDriver::Answer refusal;
+    refusal.failwhy = Morvane::UndefinedError; // the driver's own message is shown
+    refusal.failMessage = QStringLiteral("<b>x</b>");
+    m_simulator->driver(driver)->answerForPoint(setpoint->id, refusal);
+
+    ASSERT_TRUE(m_window->watchPoint(kFreeSetpoint));
+    ControlDialog* dialog = openControl(kFreeSetpoint);
+    ASSERT_NE(dialog, nullptr);
+    dialog->findChild<QPushButton*>(QStringLiteral("sendSetpoint"))->click();
+    ASSERT_TRUE(waitUntil([&] { return label(dialog, "controlState") == QStringLiteral("Done"); }));
+    auto* message = dialog->findChild<QLabel*>(QStringLiteral("resultMessage"));
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->textFormat(), Qt::PlainText);
+    EXPECT_EQ(message->text(), QStringLiteral("<b>x</b>"));
+
+    PlantIndex renamed = m_window->plant();
+    for (PlantPoint& point : renamed.analog)
+        if (point.id == setpoint->id)
+            point.name = QStringLiteral("<b>x</b>");
+    ControlDialog named(nullptr, renamed, setpoint->id);
+    auto* name = named.findChild<QLabel*>(QStringLiteral("pointName"));
+    ASSERT_NE(name, nullptr);
+    EXPECT_EQ(name->textFormat(), Qt::PlainText);
+    EXPECT_EQ(name->text(), QStringLiteral("<b>x</b>"));
+    for (QLabel* shown : {message, name, dialog->findChild<QLabel*>(QStringLiteral("driverName")),
+                          dialog->findChild<QLabel*>(QStringLiteral("controlState"))}) {
+        ASSERT_NE(shown, nullptr);
+        EXPECT_EQ(shown->textFormat(), Qt::PlainText) << shown->objectName().toStdString();
+    }
 }
 
 TEST_F(ConsoleTest, StatusBarShowsTheConnectionAndTheChangeRate)

@@ -18,7 +18,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
+#include <limits>
+#include <string>
 
 namespace {
 
@@ -110,6 +113,54 @@ TEST_F(PlantSimulatorTest, AControlIsAnsweredByTheSimulatedDriver)
     EXPECT_EQ(result.kind, 0);
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(simulator.counters().commandsAnswered, 1);
+    EXPECT_DOUBLE_EQ(lastValue(("ANALOG" + std::to_string(setpoint->id)).c_str()), 42.5);
+}
+
+// "cnt" is the caller's word; the entries are what the request carries. A
+// sequence claiming 2147483647 entries with one inside is answered at once
+// with that one entry applied, and the driver goes on to the next control.
+TEST_F(PlantSimulatorTest, ASequenceClaimingMoreEntriesThanItCarriesIsAnsweredAtOnce)
+{
+    PlantSimulator simulator(sample(0));
+    QString error;
+    ASSERT_TRUE(simulator.start(&error)) << error.toStdString();
+    const PlantPoint* setpoint = simulator.plant().findPoint(QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint"));
+    ASSERT_NE(setpoint, nullptr);
+    int driver = 0;
+    int channel = 0;
+    ASSERT_TRUE(simulator.plant().route(setpoint->rtuId, driver, channel));
+
+    DravoData entry("ANALOG_ID_VALUE");
+    entry.PutValue("pid", static_cast<std::int32_t>(setpoint->id));
+    entry.PutValue("value", 17.25);
+    DravoData param("REMOTE_AO_SEQUENCE_COMMAND");
+    param.PutValue("cnt", std::numeric_limits<std::int32_t>::max());
+    param.PutValue("device", std::int32_t{0});
+    param.PutValue("values[0]", entry);
+    DravoData envelope("REMOTE_COMMAND2");
+    envelope.PutValue("cmdCode", std::int32_t{3});
+    envelope.PutValue("param", param);
+    envelope.PutValue("commid", static_cast<std::int32_t>(channel));
+
+    QElapsedTimer timer;
+    timer.start();
+    DravoHandle handle = 0;
+    const std::string target = "Driver" + std::to_string(driver);
+    ASSERT_EQ(DravoPlus::SendPacket(target.c_str(), envelope, handle, DRAVO_PACKET_REPLY | DRAVO_PACKET_PRESENT),
+              DRAVO_OK);
+    DravoData reply;
+    EXPECT_EQ(DravoPlus::WaitReply(handle, reply, 200), DRAVO_OK);
+    DravoPlus::DisConnect(handle);
+    EXPECT_LT(timer.elapsed(), 2000);
+    EXPECT_DOUBLE_EQ(lastValue(("ANALOG" + std::to_string(setpoint->id)).c_str()), 17.25);
+
+    ScadaRuntimeInterface runtime(QString{});
+    runtime.installSlot();
+    const Morvane::RemoteSystemResult next = runtime.controlAo(setpoint->id, driver, channel, 42.5, false);
+    runtime.prepareClose();
+    EXPECT_EQ(next.kind, 0);
+    EXPECT_EQ(next.code, 0);
+    EXPECT_EQ(simulator.counters().commandsAnswered, 2);
     EXPECT_DOUBLE_EQ(lastValue(("ANALOG" + std::to_string(setpoint->id)).c_str()), 42.5);
 }
 

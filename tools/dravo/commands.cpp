@@ -4,7 +4,9 @@
  * Commands print their results on the session's output and failures on its
  * error stream as "(error) <code> <text>", the middleware's own result code
  * and text, so that scripts can tell a missing record (2001) from a stopped
- * driver (2017).
+ * driver (2017). Names and texts that came from the server go through
+ * printable(): the server is shared, and what another program stored there
+ * must not reach the engineer's terminal as control sequences.
  */
 #include "commands.h"
 
@@ -144,7 +146,7 @@ Outcome cmdList(const Words& args, Session& s)
     if (rc != DRAVO_OK)
         return failure(s, rc, args[0]);
     for (const DravoData& record : list)
-        s.out << record.GetDataName() << '\n';
+        s.out << printable(record.GetDataName()) << '\n';
     s.out << list.size() << " records\n";
     return Done;
 }
@@ -242,11 +244,11 @@ Outcome cmdBoxes(const Words&, Session& s)
     s.out << std::left << std::setw(32) << "box" << std::right << std::setw(10) << "kind" << std::setw(10)
           << "capacity" << std::setw(8) << "queued" << std::setw(10) << "dropped" << "  persistent  domain\n";
     for (const DravoEventBoxInfo& b : boxes) {
-        s.out << std::left << std::setw(32) << b.name << std::right << std::setw(10) << b.kind << std::setw(10)
+        s.out << std::left << std::setw(32) << printable(b.name) << std::right << std::setw(10) << b.kind << std::setw(10)
               << b.capacity << std::setw(8) << b.queued << std::setw(10) << b.dropped << "  "
-              << std::left << std::setw(10) << (b.persistent ? "yes" : "no") << "  " << b.domain << '\n';
+              << std::left << std::setw(10) << (b.persistent ? "yes" : "no") << "  " << printable(b.domain) << '\n';
         if (!b.damage.empty())
-            s.out << "  damaged: " << b.damage << "; " << b.skipped << " records not delivered\n";
+            s.out << "  damaged: " << printable(b.damage) << "; " << b.skipped << " records not delivered\n";
     }
     s.out << boxes.size() << " boxes\n";
     return Done;
@@ -259,7 +261,7 @@ Outcome cmdHeartbeats(const Words&, Session& s)
     if (rc != DRAVO_OK)
         return failure(s, rc);
     for (const DravoHeartbeatInfo& h : entries)
-        s.out << h.task << "  held by " << h.holder << (h.live ? "  live" : "  lapsed") << '\n';
+        s.out << printable(h.task) << "  held by " << printable(h.holder) << (h.live ? "  live" : "  lapsed") << '\n';
     s.out << entries.size() << " heartbeat entries\n";
     return Done;
 }
@@ -372,7 +374,7 @@ Outcome cmdServer(const Words&, Session& s)
     ObjectNames names;
     if (DravoPlus::GetServerAddress(nullptr, names) == DRAVO_OK) {
         for (int i = 0; i < names.count; ++i)
-            s.out << "address " << i + 1 << ": " << names.names[i] << '\n';
+            s.out << "address " << i + 1 << ": " << DravoPlus::MaskedAddress(names.names[i]) << '\n';
         DravoPlus::DeatoryNameSeq(names);
     }
     s.out << "settings file: " << DravoPlus::SettingsFilePath() << '\n';

@@ -40,6 +40,23 @@ std::string numberText(const char* bytes, std::size_t size)
     return text.str();
 }
 
+/* One byte as it may reach a terminal: a backslash doubled, a control
+ * character as \xNN (an escape sequence from the server would otherwise
+ * retitle or reprogram the operator's terminal), any other byte as it is. */
+void appendPrintable(std::string& out, char ch)
+{
+    const unsigned char c = static_cast<unsigned char>(ch);
+    if (c == '\\') {
+        out += "\\\\";
+    } else if (c < 0x20 || c == 0x7F) {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02x", c);
+        out += escape;
+    } else {
+        out += ch;
+    }
+}
+
 /* Length of the UTF-8 sequence a lead byte starts, 0 for a byte that cannot
  * start one. */
 int sequenceLength(unsigned char lead)
@@ -86,23 +103,16 @@ std::u16string utf8ToUtf16(const std::string& text)
     return out;
 }
 
-/* Double quotes around the text; quotes, backslashes and control characters
- * escaped so that every byte of the value is visible. */
+/* Double quotes around the text, quotes escaped as well, so that every byte
+ * of the value is visible. */
 std::string quoted(const std::string& text)
 {
     std::string out = "\"";
     for (const char ch : text) {
-        const unsigned char c = static_cast<unsigned char>(ch);
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += ch;
-        } else if (c < 0x20 || c == 0x7F) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\x%02x", c);
-            out += escape;
-        } else {
-            out += ch;
-        }
+        if (ch == '"')
+            out += "\\\"";
+        else
+            appendPrintable(out, ch);
     }
     return out + "\"";
 }
@@ -315,13 +325,21 @@ void printVariableFields(std::ostream& out, const DravoData& record, int indent,
 {
     for (const DravoData::VariableField& v : record.variableFields()) {
         if (v.kind == DravoKindRecord)
-            printNested(out, indent, v.name, width, v.bytes);
+            printNested(out, indent, printable(v.name), width, v.bytes);
         else
-            printLine(out, indent, v.name, width, valueText(v.kind, v.bytes.data(), v.bytes.size()));
+            printLine(out, indent, printable(v.name), width, valueText(v.kind, v.bytes.data(), v.bytes.size()));
     }
 }
 
 } // namespace
+
+std::string printable(const std::string& text)
+{
+    std::string out;
+    for (const char ch : text)
+        appendPrintable(out, ch);
+    return out;
+}
 
 std::string utf8(const std::u16string& text)
 {
@@ -350,7 +368,7 @@ std::string valueText(DravoFieldKind kind, const char* bytes, std::size_t size)
 void printRecord(std::ostream& out, const DravoData& record, int indent)
 {
     const std::string pad(static_cast<std::size_t>(indent), ' ');
-    const std::string name = *record.GetDataName() ? record.GetDataName() : "(no name)";
+    const std::string name = *record.GetDataName() ? printable(record.GetDataName()) : "(no name)";
     const std::string type = record.GetTypeName();
     if (type.empty()) {
         out << pad << name << " (untyped, " << record.GetBufferSize() << " bytes) "
@@ -359,7 +377,7 @@ void printRecord(std::ostream& out, const DravoData& record, int indent)
     }
     DravoTypeInfo info;
     if (DravoPlus::GetTypeInfo(type.c_str(), info) != DRAVO_OK) {
-        out << pad << name << " (" << type << ": not in the dictionary)\n";
+        out << pad << name << " (" << printable(type) << ": not in the dictionary)\n";
         return;
     }
     out << pad << name << " (" << type << ", " << record.GetBufferSize() << " bytes)\n";

@@ -21,6 +21,11 @@ namespace inspector {
  * nested record. */
 void printRecord(std::ostream& out, const DravoData& record, int indent = 0);
 
+/* Text from the server (a name, a domain, a holder) as it is printed: control
+ * characters as \xNN and backslashes doubled, so that nothing the server
+ * holds reaches the terminal as a command. */
+std::string printable(const std::string& text);
+
 /* The text of one value of the given kind held in size bytes. */
 std::string valueText(DravoFieldKind kind, const char* bytes, std::size_t size);
 

@@ -22,6 +22,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,38 @@ DravoPartialData analogWrite(int pid, double value)
     return partial;
 }
 
+/* The index of a "values[N]" field, -1 for any other name. */
+long sequenceIndex(const std::string& name)
+{
+    const std::string prefix = "values[";
+    if (name.size() <= prefix.size() + 1 || name.compare(0, prefix.size(), prefix) != 0 || name.back() != ']')
+        return -1;
+    const std::string digits = name.substr(prefix.size(), name.size() - prefix.size() - 1);
+    if (digits.size() > 9 || digits.find_first_not_of("0123456789") != std::string::npos)
+        return -1;
+    return std::stol(digits);
+}
+
+/* The entries of a set-point sequence with an index below its "cnt", in
+ * index order. The work is bounded by the entries the request carries: "cnt"
+ * comes from the caller and may claim far more than it sent. */
+std::vector<DravoData> sequenceEntries(const DravoData& param)
+{
+    const long count = param.GetSignedIntValue("cnt");
+    std::map<long, DravoData> entries;
+    for (const DravoData::VariableField& field : param.variableFields()) {
+        const long index = sequenceIndex(field.name);
+        DravoData entry;
+        if (index >= 0 && index < count && param.GetValue(field.name.c_str(), entry) == DRAVO_OK)
+            entries.emplace(index, std::move(entry));
+    }
+    std::vector<DravoData> ordered;
+    ordered.reserve(entries.size());
+    for (auto& indexed : entries)
+        ordered.push_back(std::move(indexed.second));
+    return ordered;
+}
+
 /* Applies an accepted command to the point database. */
 void applyCommand(int cmdCode, const DravoData& param)
 {
@@ -61,12 +94,8 @@ void applyCommand(int cmdCode, const DravoData& param)
         return;
     case 3: {
         std::vector<DravoPartialData> writes;
-        const int count = param.GetSignedIntValue("cnt");
-        for (int i = 0; i < count; ++i) {
-            DravoData entry;
-            if (param.GetValue(("values[" + std::to_string(i) + "]").c_str(), entry) == DRAVO_OK)
-                writes.push_back(analogWrite(entry.GetSignedIntValue("pid"), entry.GetDoubleValue("value")));
-        }
+        for (const DravoData& entry : sequenceEntries(param))
+            writes.push_back(analogWrite(entry.GetSignedIntValue("pid"), entry.GetDoubleValue("value")));
         if (!writes.empty())
             DravoPlus::PutPartialDataPoints(writes, nullptr, nullptr);
         return;

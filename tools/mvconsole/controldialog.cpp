@@ -25,10 +25,20 @@ const char* const kKindTexts[] = {
     QT_TRANSLATE_NOOP("ControlDialog", "Sent without confirmation"),
 };
 
+/* Point names come from the plant and messages from the drivers: they are
+ * shown as they stand, never read as markup (a QLabel's automatic mode would
+ * take "<b>" or "<img>" in them for rich text). */
+QLabel* plainLabel(const QString& objectName, const QString& text = QString())
+{
+    auto* label = new QLabel(text);
+    label->setObjectName(objectName);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
 QLabel* resultLabel(const QString& objectName)
 {
-    auto* label = new QLabel;
-    label->setObjectName(objectName);
+    QLabel* label = plainLabel(objectName);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return label;
 }
@@ -46,8 +56,10 @@ ControlDialog::ControlDialog(ScadaRuntimeInterface* runtime, const PlantIndex& p
     setWindowTitle(tr("Control %1").arg(m_point ? m_point->name : QString::number(pointId)));
 
     auto* form = new QFormLayout;
-    form->addRow(tr("Point:"), new QLabel(m_point ? m_point->name : tr("unknown point %1").arg(pointId)));
-    form->addRow(tr("Driver:"), new QLabel(routed ? QStringLiteral("Driver%1").arg(m_driver) : tr("none")));
+    form->addRow(tr("Point:"), plainLabel(QStringLiteral("pointName"),
+                                          m_point ? m_point->name : tr("unknown point %1").arg(pointId)));
+    form->addRow(tr("Driver:"), plainLabel(QStringLiteral("driverName"),
+                                           routed ? QStringLiteral("Driver%1").arg(m_driver) : tr("none")));
     m_value = new QDoubleSpinBox;
     m_value->setObjectName(QStringLiteral("setpointValue"));
     m_value->setRange(-1e9, 1e9);

@@ -127,6 +127,15 @@ void appendAll(QVector<Lookup>& out, const ObjectKind& kind, const std::vector<O
         out.append(lookupOf(kind, o));
 }
 
+/* The --servers list as it is printed: each address with its password masked. */
+QString shownServers(const QString& servers)
+{
+    QStringList shown;
+    for (const QString& address : servers.split(QLatin1Char(',')))
+        shown.append(QString::fromStdString(DravoPlus::MaskedAddress(address.toUtf8().constData())));
+    return shown.join(QLatin1Char(','));
+}
+
 /* ---- The demo ------------------------------------------------------------- */
 
 using Check = DemoCheck;
@@ -135,7 +144,7 @@ class DemoRun
 {
 public:
     DemoRun(QString plantPath, QString servers, int rate)
-        : m_plantPath(std::move(plantPath)), m_servers(std::move(servers)), m_rate(rate)
+        : m_plantPath(std::move(plantPath)), m_shownServers(std::move(servers)), m_rate(rate)
     {
     }
 
@@ -159,9 +168,9 @@ private:
     {
         const int rc = DravoPlus::ConnectMid(nullptr);
         const char* active = DravoPlus::activeServer(nullptr);
-        m_activeServer = active && *active ? QString::fromUtf8(active) : m_servers;
+        m_activeServer = active && *active ? QString::fromUtf8(active) : m_shownServers;
         if (rc != 0) {
-            err() << "mvsim: cannot connect to the runtime server (" << m_servers << "): " << resultText(rc)
+            err() << "mvsim: cannot connect to the runtime server (" << m_shownServers << "): " << resultText(rc)
                   << Qt::endl;
             return false;
         }
@@ -401,7 +410,7 @@ private:
     }
 
     QString m_plantPath;
-    QString m_servers;
+    QString m_shownServers;
     QString m_activeServer;
     MVPlant::PlantSummary m_summary;
     double m_loadMs = 0.0;
@@ -426,7 +435,7 @@ class ServeRun
 {
 public:
     ServeRun(QString plantPath, QString servers, int seconds, int rate)
-        : m_plantPath(std::move(plantPath)), m_servers(std::move(servers)), m_seconds(seconds), m_rate(rate)
+        : m_plantPath(std::move(plantPath)), m_shownServers(std::move(servers)), m_seconds(seconds), m_rate(rate)
     {
     }
 
@@ -434,7 +443,7 @@ public:
     {
         const int rc = DravoPlus::ConnectMid(nullptr);
         if (rc != 0) {
-            err() << "mvsim: cannot connect to the runtime server (" << m_servers << "): " << resultText(rc)
+            err() << "mvsim: cannot connect to the runtime server (" << m_shownServers << "): " << resultText(rc)
                   << Qt::endl;
             return 1;
         }
@@ -495,7 +504,7 @@ private:
     }
 
     QString m_plantPath;
-    QString m_servers;
+    QString m_shownServers;
     int m_seconds;
     int m_rate;
 };
@@ -572,6 +581,6 @@ int main(int argc, char* argv[])
 
     const QString plant = parser.isSet(plantOption) ? parser.value(plantOption) : PlantIndex::samplePlantPath();
     if (parser.isSet(serveOption))
-        return ServeRun(plant, servers, seconds, rate).run();
-    return DemoRun(plant, servers, rate).run();
+        return ServeRun(plant, shownServers(servers), seconds, rate).run();
+    return DemoRun(plant, shownServers(servers), rate).run();
 }
