@@ -59,6 +59,18 @@ protected:
         settings.changesPerSecond = rate;
         return settings;
     }
+
+    // Starts the simulator and finds the sample plant's pump speed set-point
+    // with the driver and channel that serve it.
+    static void startWithPumpSetpoint(PlantSimulator& simulator, const PlantPoint*& setpoint, int& driver,
+                                      int& channel)
+    {
+        QString error;
+        ASSERT_TRUE(simulator.start(&error)) << error.toStdString();
+        setpoint = simulator.plant().findPoint(QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint"));
+        ASSERT_NE(setpoint, nullptr);
+        ASSERT_TRUE(simulator.plant().route(setpoint->rtuId, driver, channel));
+    }
 };
 
 TEST_F(PlantSimulatorTest, StartLoadsThePlantAndReadsItBack)
@@ -98,13 +110,10 @@ TEST_F(PlantSimulatorTest, EveryDriverNumberOfThePlantIsServed)
 TEST_F(PlantSimulatorTest, AControlIsAnsweredByTheSimulatedDriver)
 {
     PlantSimulator simulator(sample(0));
-    QString error;
-    ASSERT_TRUE(simulator.start(&error)) << error.toStdString();
-    const PlantPoint* setpoint = simulator.plant().findPoint(QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint"));
-    ASSERT_NE(setpoint, nullptr);
+    const PlantPoint* setpoint = nullptr;
     int driver = 0;
     int channel = 0;
-    ASSERT_TRUE(simulator.plant().route(setpoint->rtuId, driver, channel));
+    ASSERT_NO_FATAL_FAILURE(startWithPumpSetpoint(simulator, setpoint, driver, channel));
 
     ScadaRuntimeInterface runtime(QString{});
     runtime.installSlot();
@@ -122,13 +131,10 @@ TEST_F(PlantSimulatorTest, AControlIsAnsweredByTheSimulatedDriver)
 TEST_F(PlantSimulatorTest, ASequenceClaimingMoreEntriesThanItCarriesIsAnsweredAtOnce)
 {
     PlantSimulator simulator(sample(0));
-    QString error;
-    ASSERT_TRUE(simulator.start(&error)) << error.toStdString();
-    const PlantPoint* setpoint = simulator.plant().findPoint(QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint"));
-    ASSERT_NE(setpoint, nullptr);
+    const PlantPoint* setpoint = nullptr;
     int driver = 0;
     int channel = 0;
-    ASSERT_TRUE(simulator.plant().route(setpoint->rtuId, driver, channel));
+    ASSERT_NO_FATAL_FAILURE(startWithPumpSetpoint(simulator, setpoint, driver, channel));
 
     DravoData entry("ANALOG_ID_VALUE");
     entry.PutValue("pid", static_cast<std::int32_t>(setpoint->id));
