@@ -73,6 +73,11 @@ long presenceMs()
     return std::max(scaledMs(kHeartbeatLeaseSeconds), kShortestTimeoutMs);
 }
 
+long boxGraceMs()
+{
+    return std::max(scaledMs(kBoxGraceSeconds), presenceMs());
+}
+
 Clock::time_point deadlineIn(long waitMs)
 {
     return Clock::now() + std::chrono::milliseconds(std::max(waitMs, 0L));
@@ -178,8 +183,8 @@ int RedisBackend::connectOnce()
     const int rc = openPrimary(index, connection);
     if (rc != DRAVO_OK)
         return rc;
-    if (!join(*connection))
-        return connection->broken() ? DRAVO_UNREACHABLE : DRAVO_SERVER_ERROR;
+    if (const int rc = join(*connection))
+        return rc;
     bringUp(index, std::move(connection));
     return DRAVO_OK;
 }
@@ -205,13 +210,15 @@ int RedisBackend::openPrimary(std::size_t& index, std::unique_ptr<RedisConnectio
 
 /* Announces the client and makes sure the server has its marker; clears
  * away transient boxes of clients that died. */
-bool RedisBackend::join(RedisConnection& connection)
+int RedisBackend::join(RedisConnection& connection)
 {
     const DravoData marker = makeMarkerRecord();
     const Reply reply = runScript(connection, Script::Join,
-                                  {m_id, std::to_string(presenceMs()), marker.GetDataName(), marker.GetTypeName(),
+                                  {m_id, std::to_string(boxGraceMs()), marker.GetDataName(), marker.GetTypeName(),
                                    DravoPlus::SerializeRecord(marker)});
-    return reply && !isError(reply.get());
+    if (!reply)
+        return connection.broken() ? DRAVO_UNREACHABLE : DRAVO_SERVER_ERROR;
+    return isError(reply.get()) ? errorCode(reply.get()) : DRAVO_OK;
 }
 
 void RedisBackend::bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection)
@@ -311,7 +318,8 @@ bool RedisBackend::tick()
         }
         std::unique_lock<std::mutex> renewal(m_renewal);
         const Reply reply = runScript(*m_monitorConnection, Script::Tick,
-                                      holdings({m_id, std::to_string(presenceMs()), std::to_string(leaseMs())}));
+                                      holdings({m_id, std::to_string(boxGraceMs()), std::to_string(presenceMs()),
+                                                std::to_string(leaseMs())}));
         renewal.unlock();
         if (!reply)
             continue;

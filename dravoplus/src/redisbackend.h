@@ -55,6 +55,8 @@ long leaseMs();
 /* How long a client's presence and its packet targets outlive its last
  * renewal: a lease, but never below the connect timeout's floor. */
 long presenceMs();
+/* How long a client's transient boxes outlive its last renewal. */
+long boxGraceMs();
 /* The end of a wait of waitMs from now (negative waits do not wait). */
 Clock::time_point deadlineIn(long waitMs);
 /* What is left of a wait, in milliseconds (never negative). */
@@ -146,7 +148,7 @@ private:
     /* Connection and monitoring (redisbackend.cpp). */
     int connectOnce();
     int openPrimary(std::size_t& index, std::unique_ptr<RedisConnection>& connection);
-    bool join(RedisConnection& connection);
+    int join(RedisConnection& connection);
     void bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection);
     void bringDown(bool notify);
     void leave();

@@ -7,9 +7,10 @@
  * box to its capacity and tells the owner what was dropped: fan-out, order
  * and overflow are decided on the server in one step, whichever process
  * sends. A box whose record on the server is damaged is skipped there and
- * reported in its description (redisscripts.cpp). Receiving takes what is
- * queued in one step and, when nothing is, blocks on the box's list on the
- * caller's own connection.
+ * reported in its description (redisscripts.cpp); its receiver is refused
+ * (DRAVO_MALFORMED) on its next connect or receive, so that it never waits
+ * on a box nobody sends to. Receiving takes what is queued in one step and,
+ * when nothing is, blocks on the box's list on the caller's own connection.
  */
 #include "redisbackend.h"
 
@@ -135,14 +136,16 @@ int RedisBackend::deleteBox(const std::string& name)
     });
 }
 
+/* A box whose record is damaged is refused (DRAVO_MALFORMED): its receiver
+ * could wait on it for ever and hear nothing. */
 int RedisBackend::connectPort(const std::string& name, unsigned int& port)
 {
     return exchange([&](RedisConnection& connection) -> int {
-        const Reply reply = connection.command({"HGET", boxKey(name), "port"});
-        if (!reply || isError(reply.get()))
-            return reply ? errorCode(reply.get()) : DRAVO_NOT_CONNECTED;
+        const Reply reply = runScript(connection, Script::Connect, {name});
+        if (const int rc = scriptResult(reply))
+            return rc;
         const long long number = integer(reply.get());
-        if (isNil(reply.get()) || number <= 0 || number > UINT_MAX)
+        if (number <= 0 || number > UINT_MAX)
             return DRAVO_NOT_FOUND;
         port = static_cast<unsigned int>(number);
         return DRAVO_OK;

@@ -185,6 +185,10 @@ int errorCode(const redisReply* reply)
     const std::string message = text(reply);
     if (startsWith(message, "READONLY"))
         return DRAVO_READ_ONLY;
+    /* A server reading its data back after a restart answers nothing else
+     * until it is done: not there yet, as far as a client can tell. */
+    if (startsWith(message, "LOADING"))
+        return DRAVO_UNREACHABLE;
     if (startsWith(message, "NOAUTH") || startsWith(message, "WRONGPASS") || startsWith(message, "NOPERM"))
         return DRAVO_AUTH_FAILED;
     /* A key of the wrong type, met by a command or refused by a script

@@ -13,6 +13,8 @@
 #ifndef DRAVOPLUS_REDISCONNECTION_H
 #define DRAVOPLUS_REDISCONNECTION_H
 
+#include "autotest.h"
+
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -55,7 +57,7 @@ long long integer(const redisReply* reply);       /* integer replies, numeric st
 std::size_t size(const redisReply* reply);        /* elements of an array reply */
 const redisReply* at(const redisReply* reply, std::size_t index);
 /* The result code of an error reply (DRAVO_READ_ONLY, DRAVO_AUTH_FAILED, ...). */
-int errorCode(const redisReply* reply);
+DRAVO_AUTOTEST_EXPORT int errorCode(const redisReply* reply);
 bool isNoScript(const redisReply* reply);
 /* A blocking command's timeout: seconds with decimals. */
 std::string blockingTimeout(long ms);

@@ -14,7 +14,9 @@
  *   q:<port>          list: a box's queue, oldest first; an empty element
  *                     tells a waiting receiver that the box is gone
  *   lastport, lasthandle   counters
- *   alive:<client>    present while the client is connected (renewed by it)
+ *   alive:<client>    present while the client is connected (renewed by it),
+ *                     and for a grace period after it lost touch: its
+ *                     transient boxes stay until this is gone
  *   notices:<client>  list of news for a client: "O<n>:<box>" (n records of
  *                     its box dropped), "H:<task>" (heartbeat taken over)
  *   hb:<task>         the heartbeat lease: the holder's id, with an expiry
@@ -330,12 +332,12 @@ local function keep(key, ms)
   return false
 end
 local lost = {}
-local n = tonumber(ARGV[4])
-for i = 5, 4 + n do
-  if not keep(P .. 'hb:' .. ARGV[i], ARGV[3]) then lost[#lost + 1] = 'H:' .. ARGV[i] end
+local n = tonumber(ARGV[5])
+for i = 6, 5 + n do
+  if not keep(P .. 'hb:' .. ARGV[i], ARGV[4]) then lost[#lost + 1] = 'H:' .. ARGV[i] end
 end
-for i = 5 + n, #ARGV do
-  if not keep(P .. 'rx:' .. ARGV[i], ARGV[2]) then lost[#lost + 1] = 'R:' .. ARGV[i] end
+for i = 6 + n, #ARGV do
+  if not keep(P .. 'rx:' .. ARGV[i], ARGV[3]) then lost[#lost + 1] = 'R:' .. ARGV[i] end
 end
 local news = {}
 if readable then
@@ -445,11 +447,25 @@ return 1
     {Script::DeleteBox, R"lua(
 return removeBox(ARGV[1])
 )lua"},
+    {Script::Connect, R"lua(
+local box, damage = readBox(ARGV[1])
+if box == nil then return 0 end
+if not box then refuse('box ' .. ARGV[1] .. ': ' .. damage) end
+if holderOf(P .. 'port:' .. box.port) ~= ARGV[1] then refuse('box ' .. ARGV[1] .. ': its port is not its own') end
+return tonumber(box.port)
+)lua"},
     {Script::Take, R"lua(
-if redis.call('EXISTS', P .. 'port:' .. ARGV[1]) == 0 then return -1 end
-local queue = P .. 'q:' .. ARGV[1]
-requireFit({queue, 'list'})
-return redis.call('LPOP', queue, ARGV[2]) or {}
+local portKey = P .. 'port:' .. ARGV[1]
+local name = holderOf(portKey)
+if not name then return -1 end
+local box, damage = readBox(name)
+if box == nil then
+  redis.call('DEL', portKey, P .. 'q:' .. ARGV[1])
+  return -1
+end
+if not box then refuse('box ' .. name .. ': ' .. damage) end
+if box.port ~= ARGV[1] then refuse('box ' .. name .. ': its port is not its own') end
+return redis.call('LPOP', box.queue, ARGV[2]) or {}
 )lua"},
     {Script::BoxInfo, R"lua(
 return describeBox(ARGV[1])
@@ -643,11 +659,6 @@ bool patchScriptArguments(const std::vector<std::string>& names, const std::vect
 std::string recordKey(const std::string& name)
 {
     return kPrefix + std::string("rec:") + name;
-}
-
-std::string boxKey(const std::string& name)
-{
-    return kPrefix + std::string("box:") + name;
 }
 
 std::string queueKey(const std::string& port)

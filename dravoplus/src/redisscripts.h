@@ -24,9 +24,9 @@ namespace dravo {
 namespace redis {
 
 enum class Script {
-    Join,            /* me, presenceMs, marker name, type, form */
+    Join,            /* me, boxGraceMs, marker name, type, form */
     Leave,           /* me, leaseMs, task count, tasks..., targets... */
-    Tick,            /* me, presenceMs, leaseMs, task count, tasks..., targets... */
+    Tick,            /* me, boxGraceMs, presenceMs, leaseMs, task count, tasks..., targets... */
     Store,           /* (name, type, form)... */
     Delete,          /* name -> 1 | 0 */
     ByType,          /* type -> forms in name order */
@@ -39,7 +39,8 @@ enum class Script {
     CreateBox,       /* name, kind, capacity, domain, owner -> port | 0 (exists) */
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
     DeleteBox,       /* name -> 1 | 0 */
-    Take,            /* port, max -> forms | -1 (no box) */
+    Connect,         /* name -> port | 0 (no box); a damaged box is refused */
+    Take,            /* port, max -> forms | -1 (no box); a damaged box is refused */
     BoxInfo,         /* name -> description | nil */
     ListBoxes,       /* -> descriptions in name order */
     Contend,         /* task, me, holder name, record form, leaseMs -> 1 | 0 (held) */
@@ -56,7 +57,6 @@ enum class Script {
 
 /* Key names the client side uses directly. */
 DRAVO_AUTOTEST_EXPORT std::string recordKey(const std::string& name);
-std::string boxKey(const std::string& name);
 std::string queueKey(const std::string& port);
 std::string packetQueueKey(const std::string& target);
 std::string replyKey(const std::string& handle);

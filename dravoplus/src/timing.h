@@ -22,6 +22,11 @@ long scaledMs(double seconds);
 constexpr double kHeartbeatLeaseSeconds = 10.0;
 constexpr double kPacketHandleLifeSeconds = 300.0;
 constexpr double kConnectTimeoutSeconds = 5.0;
+/* How long a client that is out of touch (a server restart, a failover, a
+ * password change, a network blip) keeps its transient event boxes: they go
+ * on collecting what is published meanwhile, so that an outage shorter than
+ * this loses nothing. */
+constexpr double kBoxGraceSeconds = 60.0;
 
 } // namespace dravo
 

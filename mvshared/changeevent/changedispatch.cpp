@@ -13,6 +13,7 @@
 #include "changepacket.h"
 
 #include <QtCore/QString>
+#include <QtCore/QThread>
 
 #include <utility>
 
@@ -92,15 +93,55 @@ QList<DravoData> ClientBatch::nonPointList() const
     return list;
 }
 
-/* One compressed event per batch, to every operator application. */
-void publishPacket(const ChangePacket& packet)
+/* Failures of a send that another attempt can mend: the server away or
+ * changing, a password being changed. */
+bool worthRetrying(int result)
+{
+    switch (result) {
+    case DRAVO_NOT_CONNECTED:
+    case DRAVO_UNREACHABLE:
+    case DRAVO_READ_ONLY:
+    case DRAVO_AUTH_FAILED:
+    case DRAVO_TIMEOUT:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/* Between attempts to publish a packet the server did not take. */
+constexpr unsigned long kPublishRetryPauseMs = 100;
+
+} // namespace
+
+/* One compressed event per batch, to every operator application. For a
+ * task whose losses somebody wants to hear of, a packet the server could
+ * not take is sent again until it is taken or the task is stopped: the raw
+ * changes in it have left the task's box and reach the operator
+ * applications no other way. Any other task, and any refusal, leaves the
+ * result as it is (logged for the former). */
+void MorvaneChangeEvent::publishPacket(const ChangePacket& packet)
 {
     DravoData record = packet.toRecord();
     DravoData* records[] = {&record};
-    DravoPlus::SendEventN(DRAVO_EVENT_CHANGE_PACKET, records, 1, 1, nullptr, nullptr);
+    for (;;) {
+        const int result = DravoPlus::SendEventN(DRAVO_EVENT_CHANGE_PACKET, records, 1, 1, nullptr, nullptr);
+        if (result == DRAVO_OK)
+            return;
+        m_receiveFailures.fetch_add(1);
+        const bool retry = worthRetrying(result) && lossesWanted() && m_stopRequest.loadRelaxed() == 0;
+        warn(QStringLiteral("publish %1").arg(result),
+             QStringLiteral("Change packet not published by %1: %2 %3; %4")
+                 .arg(m_boxName)
+                 .arg(result)
+                 .arg(QString::fromUtf16(DravoPlus::GetErrorString(result)),
+                      retry ? QStringLiteral("trying again")
+                            : QStringLiteral("its changes do not reach the operator applications")));
+        if (!retry)
+            return;
+        QThread::msleep(kPublishRetryPauseMs);
+    }
 }
-
-} // namespace
 
 void MorvaneChangeEvent::compressData(DravoDataList& list)
 {
@@ -121,6 +162,14 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
     QList<DravoData> changes;
     for (const DravoData& packet : packets) {
         if (!ChangePacket::read(packet, changes)) {
+            m_packetsRefused.fetch_add(1);
+            warn(QStringLiteral("refused"),
+                 QStringLiteral("Change packet of %1 bytes refused by %2: it does not decompress, or it would "
+                                "make more than %3 changes or %4 MB of them; its changes are lost")
+                     .arg(packet.GetBufferSize())
+                     .arg(m_boxName)
+                     .arg(ChangePacket::kMostChanges)
+                     .arg(ChangePacket::kMostChangeBytes / (1024 * 1024)));
             reportLoss(1, PacketRefused);
             continue;
         }

@@ -19,6 +19,7 @@
 
 #include "changepacket.h"
 #include "losswatch.h"
+#include "receiverlog.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QMetaMethod>
@@ -79,11 +80,23 @@ void MorvaneChangeEvent::LossWatch::onEventBoxOverflow(const char* box, int drop
 /* The watch is a listener of the loop's client, from the moment somebody
  * listens for losses or wants them healed until the loop ends; a receiver
  * nobody asks about losses costs the middleware nothing more. */
+bool MorvaneChangeEvent::lossesWanted() const
+{
+    return m_resyncOnLoss.load() || isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::changesLost));
+}
+
+/* The log is the operator's: trouble is written there for a receiver whose
+ * losses matter to its program, and a receiver nobody asks about losses
+ * writes nothing, as it always did. */
+void MorvaneChangeEvent::warn(const QString& kind, const QString& text)
+{
+    if (lossesWanted())
+        m_log->warn(kind, text);
+}
+
 void MorvaneChangeEvent::watchLossesIfWanted()
 {
-    if (m_lossWatch)
-        return;
-    if (!m_resyncOnLoss.load() && !isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::changesLost)))
+    if (m_lossWatch || !lossesWanted())
         return;
     const char* server = DravoPlus::activeServer(nullptr);
     m_lossWatch = std::make_unique<LossWatch>(*this, boxNameBytes().toStdString(), server ? server : "");

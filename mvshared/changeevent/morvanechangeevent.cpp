@@ -4,14 +4,16 @@
  *
  * The loop never gives up: a runtime server that is away is asked again once
  * a second, a box that is missing (first start, a new name after reload, a
- * server that came back without it) is created on the spot, and an empty wait
- * goes straight into the next one. What a batch turns into lives in
+ * server that came back without it) is created on the spot, a box damaged on
+ * the server is removed and made again, and an empty wait goes straight into
+ * the next one. No failure passes without a log line and a count. What a batch turns into lives in
  * changedispatch.cpp; how losses are noticed and healed, in changeloss.cpp.
  */
 #include <MVShared/MorvaneChangeEvent.h>
 
 #include "changepacket.h"
 #include "losswatch.h"
+#include "receiverlog.h"
 
 #include <QtCore/QUuid>
 
@@ -65,6 +67,7 @@ MorvaneChangeEvent::MorvaneChangeEvent(QObject* parent)
     , m_boxName(newBoxName(kClientBoxPrefix))
     , m_stopRequest(0)
     , m_boxCapacity(kBoxCapacity)
+    , m_log(std::make_unique<ReceiverLog>())
 {
     registerChangeTypes();
 }
@@ -93,6 +96,16 @@ void MorvaneChangeEvent::setBoxCapacity(int capacity)
 int MorvaneChangeEvent::boxCapacity() const
 {
     return m_boxCapacity;
+}
+
+quint64 MorvaneChangeEvent::packetsRefused() const
+{
+    return m_packetsRefused.load();
+}
+
+quint64 MorvaneChangeEvent::receiveFailures() const
+{
+    return m_receiveFailures.load();
 }
 
 void MorvaneChangeEvent::init()
@@ -158,12 +171,14 @@ void MorvaneChangeEvent::run()
         const int result = DravoPlus::ConnectPortForRecv(name.constData(), port, nullptr, nullptr);
         if (result == DRAVO_OK) {
             m_hadBox = true;
-            receiveWhileConnected(port);
+            recoverFrom(receiveWhileConnected(port));
+            QThread::msleep(kRetryPauseMs);
         } else if (result == DRAVO_NOT_FOUND) {
             if (m_hadBox)
                 reportLoss(-1, BoxRecreated);
             createBox(name);
         } else {
+            recoverFrom(result);
             QThread::msleep(kRetryPauseMs);
         }
         if (m_stopRequest.loadRelaxed() != 0) {
@@ -174,10 +189,10 @@ void MorvaneChangeEvent::run()
     }
 }
 
-/* Hands batch after batch to the handler until a stop is asked for or the
- * box fails; either way it pauses before the caller connects again or ends.
- * An empty wait is not a failure. */
-void MorvaneChangeEvent::receiveWhileConnected(unsigned int port)
+/* Hands batch after batch to the handler until a stop is asked for (giving
+ * DRAVO_OK) or the box fails (giving the failure); the loop pauses a second
+ * either way. An empty wait is not a failure. */
+int MorvaneChangeEvent::receiveWhileConnected(unsigned int port)
 {
     while (m_stopRequest.loadRelaxed() == 0) {
         DravoDataList list;
@@ -186,11 +201,12 @@ void MorvaneChangeEvent::receiveWhileConnected(unsigned int port)
             compressData(list);
         DravoPlus::DestoryDravoDataList(list);
         if (result != DRAVO_OK && result != DRAVO_TIMEOUT)
-            break;
+            return result;
+        m_lastFailure = DRAVO_OK;
         watchLossesIfWanted();
         resyncIfDue(result == DRAVO_TIMEOUT);
     }
-    QThread::msleep(kRetryPauseMs);
+    return DRAVO_OK;
 }
 
 int MorvaneChangeEvent::receiveBatch(unsigned int port, DravoDataList& list) const
@@ -199,6 +215,58 @@ int MorvaneChangeEvent::receiveBatch(unsigned int port, DravoDataList& list) con
         return DravoPlus::ReceiveUndefinedEventN(port, list, kRawChangesPerReceive, kReceiveWaitSeconds, nullptr,
                                                  nullptr);
     return DravoPlus::ReceiveEventN(port, list, nullptr, kPacketsPerReceive, kReceiveWaitSeconds, nullptr, nullptr);
+}
+
+/* What a failed box connection or receive leads to, before the loop's pause
+ * of a second and its next connect. A box that is gone is made again by
+ * that connect (and reported there); a box whose record on the server is
+ * damaged could never be received from again, so it is removed, to be made
+ * again under its name; anything else (the server away, a refusal) is
+ * simply tried again. Every failure is counted; for a receiver whose
+ * losses somebody wants to hear of (see lossesWanted), each is also logged
+ * and reported, unless it is the one met last (until something is received
+ * again). A dropped connection is reported by the middleware's own news of
+ * it (LossWatch). */
+void MorvaneChangeEvent::recoverFrom(int result)
+{
+    if (result == DRAVO_OK)
+        return;
+    m_receiveFailures.fetch_add(1);
+    const bool again = result == m_lastFailure;
+    m_lastFailure = result;
+    if (result == DRAVO_NOT_FOUND) {
+        warn(QStringLiteral("gone"),
+             QStringLiteral("Change event box %1 is gone from the runtime server; making it again").arg(m_boxName));
+    } else if (result == DRAVO_MALFORMED) {
+        replaceDamagedBox(!again);
+    } else {
+        warn(QStringLiteral("failed %1").arg(result),
+             QStringLiteral("Change event box %1 cannot be received from: %2 %3; trying again")
+                 .arg(m_boxName)
+                 .arg(result)
+                 .arg(QString::fromUtf16(DravoPlus::GetErrorString(result))));
+        if (!again && result != DRAVO_NOT_CONNECTED)
+            reportLoss(-1, ReceiveFailed);
+    }
+}
+
+/* What was queued in a damaged box cannot be reached: the loss is reported
+ * and the box removed, for the loop to make anew under its name (without
+ * reporting that again). */
+void MorvaneChangeEvent::replaceDamagedBox(bool report)
+{
+    const QByteArray name = boxNameBytes();
+    DravoEventBoxInfo info;
+    QString damage = QStringLiteral("unreadable");
+    if (DravoPlus::GetEventBoxInfo(name.constData(), info, nullptr) == DRAVO_OK && !info.damage.empty())
+        damage = QString::fromStdString(info.damage);
+    warn(QStringLiteral("damaged"),
+         QStringLiteral("Change event box %1 is damaged on the runtime server (%2); removing it and making it again")
+             .arg(m_boxName, damage));
+    if (report)
+        reportLoss(-1, BoxDamaged);
+    if (DravoPlus::DeleteEventBox(name.constData(), nullptr, nullptr) == DRAVO_OK)
+        m_hadBox = false;
 }
 
 /* ---- The event box ------------------------------------------------------------ */

@@ -124,46 +124,45 @@ private:
     std::function<void()> m_action;
 };
 
+// A packet of status changes of kPoints whose bytes differ from the
+// database's (and from one seed to the next).
+DravoData statusPacket(unsigned seed)
+{
+    QList<QByteArray> items;
+    for (int id : kPoints)
+        items.append(packetItem(0, patternedChange("CHANGED_STATUS", id, seed + static_cast<unsigned>(id))));
+    return packetOf(items);
+}
+
+void sendPacket(const DravoData& packet)
+{
+    DravoData copy = packet;
+    DravoData* records[] = {&copy};
+    ASSERT_EQ(DravoPlus::SendEventN(kPacketKind, records, 1, 1, nullptr, nullptr), DRAVO_OK);
+}
+
+// The changed-event form of the point's record in the database now.
+std::string databaseImage(MorvaneChangeEvent* receiver, int id)
+{
+    DravoData record;
+    if (DravoPlus::GetDataPoint(("STATUS" + std::to_string(id)).c_str(), record, nullptr, nullptr) != DRAVO_OK)
+        return "(no record)";
+    DravoData change;
+    receiver->makeItToChangedEvent(&record, change);
+    return rawBytes(change);
+}
+
+bool showsDatabase(MorvaneChangeEvent* receiver, const StatusSide& side, const std::vector<int>& points = kPoints)
+{
+    for (int id : points)
+        if (side.latest(id) != databaseImage(receiver, id))
+            return false;
+    return true;
+}
+
 class ChangeLossTest : public BackendChangeEventTest
 {
 protected:
-    // A packet of status changes of kPoints whose bytes differ from the
-    // database's (and from one seed to the next).
-    static DravoData statusPacket(unsigned seed)
-    {
-        QList<QByteArray> items;
-        for (int id : kPoints)
-            items.append(packetItem(0, patternedChange("CHANGED_STATUS", id, seed + static_cast<unsigned>(id))));
-        return packetOf(items);
-    }
-
-    static void sendPacket(const DravoData& packet)
-    {
-        DravoData copy = packet;
-        DravoData* records[] = {&copy};
-        ASSERT_EQ(DravoPlus::SendEventN(kPacketKind, records, 1, 1, nullptr, nullptr), DRAVO_OK);
-    }
-
-    // The changed-event form of the point's record in the database now.
-    static std::string databaseImage(MorvaneChangeEvent* receiver, int id)
-    {
-        DravoData record;
-        if (DravoPlus::GetDataPoint(("STATUS" + std::to_string(id)).c_str(), record, nullptr, nullptr) != DRAVO_OK)
-            return "(no record)";
-        DravoData change;
-        receiver->makeItToChangedEvent(&record, change);
-        return rawBytes(change);
-    }
-
-    static bool showsDatabase(MorvaneChangeEvent* receiver, const StatusSide& side,
-                              const std::vector<int>& points = kPoints)
-    {
-        for (int id : points)
-            if (side.latest(id) != databaseImage(receiver, id))
-                return false;
-        return true;
-    }
-
     // A client-mode receiver with a box of two packets, held in its first
     // delivery while ten more packets arrive: eight are dropped.
     void overflowTheBox(MorvaneChangeEvent* receiver, StatusSide& side)
@@ -424,6 +423,187 @@ TEST_F(ChangeLossFailoverRedisTest, FailoverIsAnnouncedAsALostConnectionAndAChan
     const char* active = DravoPlus::activeServer(nullptr);
     ASSERT_NE(active, nullptr);
     EXPECT_EQ(std::string(active), m_replica->address());
+}
+
+TEST_F(ChangeLossFailoverRedisTest, FailoverIsHealedByAnImageFromTheNewServer)
+{
+    loadPlant();
+    ASSERT_TRUE(waitUntil([&] {
+        return m_replica->command({"EXISTS", "dravo:rec:STATUS" + std::to_string(kPoints.back())}) == "1";
+    })) << "the plant did not reach the replica";
+    ProbedChangeEvent* receiver = newReceiver();
+    receiver->setResyncOnLoss(true);
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    receiver->init();
+    receiver->start();
+    sendPacket(statusPacket(7));
+    ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
+    ASSERT_FALSE(showsDatabase(receiver, side)) << "the packet's values differ from the database";
+
+    m_primary.kill();
+    ASSERT_EQ(m_replica->command({"REPLICAOF", "NO", "ONE"}), "OK");
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::ServerChanged) >= 1; }));
+    EXPECT_TRUE(waitUntil([&] { return showsDatabase(receiver, side); }))
+        << "every delivered point's map record is the new server's";
+}
+
+// A server keeping an append-only file, crashed and started again.
+class ChangeLossRestartRedisTest : public ChangeEventTest
+{
+protected:
+    void SetUp() override
+    {
+        mvtest::RedisServerOptions options;
+        options.durable = true;
+        m_server = std::make_unique<mvtest::RedisServer>(options);
+        ASSERT_TRUE(m_server->isRunning()) << m_server->error();
+        ASSERT_EQ(useServer(m_server->address()), DRAVO_OK);
+        ChangeEventTest::SetUp();
+        loadPlant();
+    }
+
+    std::unique_ptr<mvtest::RedisServer> m_server;
+};
+
+TEST_F(ChangeLossRestartRedisTest, RestartIsAnnouncedAndHealedByAnImageOfTheDatabase)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    receiver->setResyncOnLoss(true);
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    receiver->init();
+    receiver->start();
+    sendPacket(statusPacket(7));
+    ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
+    ASSERT_FALSE(showsDatabase(receiver, side)) << "the packet's values differ from the database";
+
+    m_server->kill();
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::ConnectionLost) >= 1; }));
+    ASSERT_TRUE(m_server->restart()) << m_server->error();
+    EXPECT_TRUE(waitUntil([&] { return showsDatabase(receiver, side); }))
+        << "every delivered point's map record is the database's";
+    EXPECT_EQ(losses.times(MorvaneChangeEvent::ServerChanged), 0) << "the same server came back";
+}
+
+// ---- A box damaged on the server ------------------------------------------------------
+
+// A client-mode receiver on a server of the test's own, whose keys the test
+// damages by hand as another program could.
+class DamagedBoxRedisTest : public ChangeEventTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_server.isRunning()) << m_server.error();
+        ASSERT_EQ(useServer(m_server.address()), DRAVO_OK);
+        ChangeEventTest::SetUp();
+    }
+
+    // A started receiver whose box exists; its name.
+    std::string startReceiver(ProbedChangeEvent* receiver)
+    {
+        receiver->init();
+        receiver->start();
+        EXPECT_TRUE(waitUntil([] { return boxesOfKind(kPacketKind).size() == 1; }));
+        const std::vector<DravoEventBoxInfo> boxes = boxesOfKind(kPacketKind);
+        return boxes.empty() ? std::string() : boxes[0].name;
+    }
+
+    std::string boxKey(const std::string& name) const { return "dravo:box:" + name; }
+
+    // Sends packets until the receiver shows the one sent last: a receiver
+    // that has made its box again may miss those sent before.
+    static bool deliversAgain(const StatusSide& side, unsigned seed)
+    {
+        const int id = kPoints.front();
+        const std::string expected = rawBytes(patternedChange("CHANGED_STATUS", id, seed + static_cast<unsigned>(id)));
+        return waitUntil([&] {
+            DravoData packet = statusPacket(seed);
+            DravoData* records[] = {&packet};
+            DravoPlus::SendEventN(kPacketKind, records, 1, 1, nullptr, nullptr);
+            return waitUntil([&] { return side.latest(id) == expected; }, 300ms);
+        });
+    }
+
+    mvtest::RedisServer m_server;
+};
+
+TEST_F(DamagedBoxRedisTest, BoxWhosePortIsDamagedIsReportedAndMadeAgain)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    const std::string name = startReceiver(receiver);
+    ASSERT_FALSE(name.empty());
+    ASSERT_TRUE(deliversAgain(side, 10));
+
+    ASSERT_EQ(m_server.command({"HSET", boxKey(name), "port", "abc"}), "0");
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxDamaged) >= 1; }))
+        << "the damage went unannounced";
+    EXPECT_GE(receiver->receiveFailures(), 1u);
+    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo(name.c_str(), info, nullptr), DRAVO_OK);
+    EXPECT_EQ(info.damage, "") << "the box was made again whole, under its name";
+    EXPECT_EQ(losses.times(MorvaneChangeEvent::BoxDamaged), 1) << "one damage, one announcement";
+    EXPECT_EQ(losses.times(MorvaneChangeEvent::BoxRecreated), 0) << "making it again is part of the same loss";
+}
+
+TEST_F(DamagedBoxRedisTest, BoxWhoseRecordWasDeletedIsReportedAndMadeAgain)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    const std::string name = startReceiver(receiver);
+    ASSERT_FALSE(name.empty());
+    ASSERT_TRUE(deliversAgain(side, 10));
+
+    ASSERT_EQ(m_server.command({"DEL", boxKey(name)}), "1");
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxRecreated) >= 1; }))
+        << "the lost box went unannounced";
+    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
+    DravoEventBoxInfo info;
+    EXPECT_EQ(DravoPlus::GetEventBoxInfo(name.c_str(), info, nullptr), DRAVO_OK);
+}
+
+TEST_F(DamagedBoxRedisTest, BoxWhoseQueueHoldsAnotherTypeIsReportedAndMadeAgain)
+{
+    ProbedChangeEvent* receiver = newReceiver();
+    LossLog losses(receiver);
+    StatusSide side(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    const std::string name = startReceiver(receiver);
+    ASSERT_FALSE(name.empty());
+    ASSERT_TRUE(deliversAgain(side, 10));
+
+    const std::string port = m_server.command({"HGET", boxKey(name), "port"});
+    ASSERT_FALSE(port.empty());
+    ASSERT_EQ(m_server.commands({{"DEL", "dravo:q:" + port}, {"SET", "dravo:q:" + port, "not a queue"}}), "OK");
+    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxDamaged) >= 1; }))
+        << "the damage went unannounced";
+    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
+    EXPECT_NE(m_server.command({"HGET", boxKey(name), "port"}), port) << "a new box, with a new queue";
+}
+
+TEST_F(DamagedBoxRedisTest, ReceiverOfADamagedBoxGoesOnWithoutAnybodyListening)
+{
+    // Nobody connected to changesLost: the receiver recovers all the same,
+    // and counts what failed.
+    ProbedChangeEvent* receiver = newReceiver();
+    StatusSide side(receiver);
+    const StopFirst stop([&] { destroyReceiver(receiver); });
+    const std::string name = startReceiver(receiver);
+    ASSERT_FALSE(name.empty());
+    ASSERT_TRUE(deliversAgain(side, 10));
+    ASSERT_EQ(m_server.command({"HSET", boxKey(name), "capacity", "-5"}), "0");
+    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
+    EXPECT_GE(receiver->receiveFailures(), 1u);
+    EXPECT_EQ(receiver->packetsRefused(), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ChangeLossTest, ::testing::Values(std::string("embedded"), std::string("redis")),

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <netinet/in.h>
@@ -48,8 +49,11 @@ std::string makeDirectory()
 std::vector<std::string> serverArguments(const RedisServerOptions& options, int port, const std::string& directory)
 {
     std::vector<std::string> args{"redis-server", "--port", std::to_string(port), "--bind", "127.0.0.1",
-                                  "--save", "", "--appendonly", "no", "--dir", directory,
-                                  "--daemonize", "no", "--loglevel", "warning"};
+                                  "--save", "", "--dir", directory, "--daemonize", "no", "--loglevel", "warning"};
+    if (options.durable)
+        args.insert(args.end(), {"--appendonly", "yes", "--appendfsync", "always"});
+    else
+        args.insert(args.end(), {"--appendonly", "no"});
     if (!options.password.empty())
         args.insert(args.end(), {"--requirepass", options.password});
     if (!options.aclUser.empty())
@@ -122,7 +126,7 @@ int freeLoopbackPort()
 }
 
 RedisServer::RedisServer(const RedisServerOptions& options)
-    : m_password(options.password), m_directory(makeDirectory())
+    : m_options(options), m_password(options.password), m_directory(makeDirectory())
 {
     if (m_directory.empty()) {
         m_error = "cannot make a temporary directory";
@@ -138,9 +142,8 @@ RedisServer::~RedisServer()
     stop();
     if (m_directory.empty())
         return;
-    std::remove((m_directory + "/redis.log").c_str());
-    std::remove((m_directory + "/dump.rdb").c_str());
-    ::rmdir(m_directory.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(m_directory, ignored);
 }
 
 std::string RedisServer::address() const
@@ -249,6 +252,13 @@ void RedisServer::kill()
 void RedisServer::stop()
 {
     reap(SIGTERM);
+}
+
+bool RedisServer::restart()
+{
+    if (isRunning())
+        return true;
+    return m_port > 0 && start(m_options, m_port);
 }
 
 /* Signals the server and waits for it (a server deaf to SIGTERM gets

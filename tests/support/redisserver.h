@@ -1,10 +1,10 @@
 /*
  * redisserver.h: a real redis-server for a test, started and stopped by it.
  *
- * The server listens on a free loopback port, keeps nothing on disk (no
- * snapshots, no append-only file; its working directory is a temporary one
- * removed with it) and is stopped by its process id when the object goes
- * away, so a test never touches a Redis it did not start. Should the test
+ * The server listens on a free loopback port, keeps nothing on disk unless
+ * asked to (no snapshots, no append-only file; its working directory is a
+ * temporary one removed with it) and is stopped by its process id when the
+ * object goes away, so a test never touches a Redis it did not start. Should the test
  * process die first, the server is told to end with it.
  */
 #ifndef MVTEST_REDISSERVER_H
@@ -21,6 +21,9 @@ struct RedisServerOptions {
     std::string aclUser;        /* a further user with every right ... */
     std::string aclPassword;    /* ... and this password */
     int replicaOfPort = 0;      /* a replica of the loopback server on this port */
+    bool durable = false;       /* an append-only file written through on every write
+                                   (appendfsync always): what a write was acknowledged
+                                   for survives a crash */
 };
 
 class RedisServer
@@ -54,12 +57,17 @@ public:
     void kill();
     /* An orderly stop: SIGTERM, then SIGKILL if it does not end in time. */
     void stop();
+    /* After kill() or stop(): the server again, on the same port, with the
+     * same options and working directory (a durable one reads its
+     * append-only file back). False, with error(), when it does not answer. */
+    bool restart();
 
 private:
     bool start(const RedisServerOptions& options, int port);
     bool waitUntilAnswering();
     void reap(int signal);
 
+    RedisServerOptions m_options;
     pid_t m_pid = -1;
     int m_port = 0;
     std::string m_password;

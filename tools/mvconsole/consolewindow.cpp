@@ -151,6 +151,9 @@ bool ConsoleWindow::start()
         return false;
     }
     m_browser->showPlant(m_plant);
+    // An operator must never act on a stale table: a loss on the way is
+    // logged and healed with the points' current records.
+    m_changes.setResyncOnLoss(true);
     m_changes.init();
     m_changes.start();
     QLOG_INFO() << "plant read:" << m_plant.status.size() << "status," << m_plant.analog.size() << "analog,"

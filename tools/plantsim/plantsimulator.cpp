@@ -111,6 +111,10 @@ void PlantSimulator::startConcentrator()
 {
     m_concentrator = std::make_unique<MorvaneChangeEvent>();
     m_concentrator->setServerMode();
+    // The plant's one concentrator: a loss on its way is logged and healed
+    // with an image for every console, and a packet the server could not
+    // take is sent again.
+    m_concentrator->setResyncOnLoss(true);
     m_concentrator->connectStatus([this](const QList<DravoData>& records) { noteRawChanges(records); });
     m_concentrator->connectAnalog([this](const QList<DravoData>& records) { noteRawChanges(records); });
     m_concentrator->connectText([this](const QList<DravoData>& records) { m_packed += records.size(); });

@@ -48,6 +48,9 @@
 #include <set>
 #include <string>
 
+class ChangePacket;
+class ReceiverLog;
+
 /* The latest change of each point of a batch, by point id. */
 typedef QMap<int, DravoData> mapEvent;
 
@@ -71,8 +74,12 @@ public:
         BoxRecreated,     /* the event box was gone (an outage, a server without it) and was made again */
         ConnectionLost,   /* the connection to the runtime server dropped */
         ServerChanged,    /* another runtime server took over (a failover) */
-        PacketRefused     /* client mode: a packet did not decompress, or would have made more
+        PacketRefused,    /* client mode: a packet did not decompress, or would have made more
                              changes than one packet may (see the README's limits) */
+        BoxDamaged,       /* the event box's record on the server was damaged (by hand, by
+                             another program); the box was removed and made again */
+        ReceiveFailed     /* a receive failed for another reason than the connection (which
+                             is ConnectionLost); the receiver tries again */
     };
     Q_ENUM(LossReason)
 
@@ -105,6 +112,21 @@ public:
      * handed to the task's slots. May be set from any thread. */
     void setResyncOnLoss(bool on);
     bool resyncOnLoss() const;
+
+    /* Client mode: how many packets were refused since the object was made
+     * (see PacketRefused). May be read from any thread. */
+    quint64 packetsRefused() const;
+    /* How many receives, box connections and packet publications failed
+     * since the object was made, for any reason but "nothing arrived". May
+     * be read from any thread.
+     *
+     * A receiver whose losses somebody wants to hear of (changesLost is
+     * connected, or resync is on) also logs each failure and each refused
+     * packet, each kind at most once per ten seconds with the number held
+     * back, and in server mode sends a packet the server could not take
+     * again until it is taken; a receiver nobody asks about losses logs
+     * nothing and sends each packet once, as it always did. */
+    quint64 receiveFailures() const;
 
     /* Asks the thread to stop and returns at once; it ends within one receive
      * wait plus one second. */
@@ -183,11 +205,19 @@ private:
     QByteArray boxNameBytes() const;
     int boxKind() const;
     void createBox(const QByteArray& name) const;
-    void receiveWhileConnected(unsigned int port);
+    int receiveWhileConnected(unsigned int port);
     int receiveBatch(unsigned int port, DravoDataList& list) const;
+    void recoverFrom(int result);
+    void replaceDamagedBox(bool report);
     void deliverToApplication(const DravoDataList& packets);
     void publishAndDeliverToTask(DravoDataList& changes);
+    void publishPacket(const ChangePacket& packet);
     /* Losses and resynchronisation (changeloss.cpp). */
+    /* Somebody listens to changesLost or wants losses healed. */
+    bool lossesWanted() const;
+    /* Logs trouble of a kind, at most once per ten seconds, when losses
+     * are wanted. */
+    void warn(const QString& kind, const QString& text);
     void watchLossesIfWanted();
     void stopWatchingLosses();
     void reportLoss(int count, LossReason reason);
@@ -202,7 +232,13 @@ private:
     int m_boxCapacity;
     /* The box was connected once: if it is missing later, it was lost. */
     bool m_hadBox = false;
+    /* The last failure of the box since something was received (receiving
+     * thread only): the same trouble is not reported twice. */
+    int m_lastFailure = DRAVO_OK;
     std::unique_ptr<LossWatch> m_lossWatch;
+    std::unique_ptr<ReceiverLog> m_log;
+    std::atomic<quint64> m_packetsRefused{0};
+    std::atomic<quint64> m_receiveFailures{0};
     std::atomic<bool> m_resyncOnLoss{false};
     std::atomic<bool> m_resyncPending{false};
     std::atomic<long long> m_resyncDueAtMs{0};
