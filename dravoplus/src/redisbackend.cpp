@@ -52,7 +52,7 @@ long tickMs()
  * refuses this client's login or database is not hammered with it. */
 long retryPauseMs(int failure)
 {
-    const bool refused = failure == DRAVO_AUTH_FAILED || failure == DRAVO_CONFIG_ERROR;
+    const bool refused = failure == DRAVO_AUTH_FAILED || failure == DRAVO_CONFIG_ERROR || failure == DRAVO_NOT_PERMITTED;
     return refused ? connectTimeoutMs() : kShortestRetryMs;
 }
 
@@ -178,8 +178,8 @@ int RedisBackend::connectOnce()
     const int rc = openPrimary(index, connection);
     if (rc != DRAVO_OK)
         return rc;
-    if (!join(*connection))
-        return connection->broken() ? DRAVO_UNREACHABLE : DRAVO_SERVER_ERROR;
+    if (const int joined = join(*connection))
+        return joined;
     bringUp(index, std::move(connection));
     return DRAVO_OK;
 }
@@ -204,14 +204,17 @@ int RedisBackend::openPrimary(std::size_t& index, std::unique_ptr<RedisConnectio
 }
 
 /* Announces the client and makes sure the server has its marker; clears
- * away transient boxes of clients that died. */
-bool RedisBackend::join(RedisConnection& connection)
+ * away transient boxes of clients that died. A user whose role lacks what
+ * joining takes is refused with DRAVO_NOT_PERMITTED. */
+int RedisBackend::join(RedisConnection& connection)
 {
     const DravoData marker = makeMarkerRecord();
     const Reply reply = runScript(connection, Script::Join,
                                   {m_id, std::to_string(presenceMs()), marker.GetDataName(), marker.GetTypeName(),
                                    DravoPlus::SerializeRecord(marker)});
-    return reply && !isError(reply.get());
+    if (!reply)
+        return DRAVO_UNREACHABLE;
+    return isError(reply.get()) ? errorCode(reply.get()) : DRAVO_OK;
 }
 
 void RedisBackend::bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection)

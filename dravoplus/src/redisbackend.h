@@ -146,7 +146,7 @@ private:
     /* Connection and monitoring (redisbackend.cpp). */
     int connectOnce();
     int openPrimary(std::size_t& index, std::unique_ptr<RedisConnection>& connection);
-    bool join(RedisConnection& connection);
+    int join(RedisConnection& connection);
     void bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection);
     void bringDown(bool notify);
     void leave();
