@@ -20,7 +20,6 @@
 namespace {
 
 using conformance::ScopedClient;
-using conformance::waitUntil;
 
 constexpr int kNotifyKind = DRAVO_EVENT_NOTIFY;
 const char* const kPoint = "ANALOG300001";
