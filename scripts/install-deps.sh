@@ -10,6 +10,7 @@ packages=(
   rapidjson-dev
   python3-dev
   libhiredis-dev redis-server
+  stunnel4 openssl
   libgtest-dev libgmock-dev
   libbenchmark-dev
   zlib1g-dev

@@ -31,6 +31,7 @@ const ErrorText kErrors[] = {
     {DRAVO_READ_ONLY, u"The runtime server is a standby and takes no writes"},
     {DRAVO_NO_RECEIVER, u"No receiver serves the target (driver not running)"},
     {DRAVO_TARGET_TAKEN, u"Another receiver already serves the target"},
+    {DRAVO_NOT_PERMITTED, u"The runtime server user's role does not allow this request"},
 };
 
 } // namespace

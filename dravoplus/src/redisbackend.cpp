@@ -52,7 +52,7 @@ long tickMs()
  * refuses this client's login or database is not hammered with it. */
 long retryPauseMs(int failure)
 {
-    const bool refused = failure == DRAVO_AUTH_FAILED || failure == DRAVO_CONFIG_ERROR;
+    const bool refused = failure == DRAVO_AUTH_FAILED || failure == DRAVO_CONFIG_ERROR || failure == DRAVO_NOT_PERMITTED;
     return refused ? connectTimeoutMs() : kShortestRetryMs;
 }
 
@@ -209,7 +209,8 @@ int RedisBackend::openPrimary(std::size_t& index, std::unique_ptr<RedisConnectio
 }
 
 /* Announces the client and makes sure the server has its marker; clears
- * away transient boxes of clients that died. */
+ * away transient boxes of clients that died. A user whose role lacks what
+ * joining takes is refused with DRAVO_NOT_PERMITTED. */
 int RedisBackend::join(RedisConnection& connection)
 {
     const DravoData marker = makeMarkerRecord();

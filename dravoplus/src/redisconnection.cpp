@@ -26,6 +26,10 @@ namespace redis {
 namespace {
 
 const char* const kScheme = "redis://";
+/* How Redis 7 words the refusal of a command a script ran for a user whose
+ * role does not allow it ("... can't run this command ..." or "... can't
+ * access at least one of the keys ..."). */
+const char* const kScriptRefused = "The user executing the script can't";
 /* Idle connections kept per client; more are opened when threads need them. */
 constexpr std::size_t kMaxIdle = 8;
 
@@ -189,8 +193,13 @@ int errorCode(const redisReply* reply)
      * until it is done: not there yet, as far as a client can tell. */
     if (startsWith(message, "LOADING"))
         return DRAVO_UNREACHABLE;
-    if (startsWith(message, "NOAUTH") || startsWith(message, "WRONGPASS") || startsWith(message, "NOPERM"))
+    if (startsWith(message, "NOAUTH") || startsWith(message, "WRONGPASS"))
         return DRAVO_AUTH_FAILED;
+    /* The user's role refused a command, or a command of a script (a
+     * script asks first where a refusal half-way would keep some writes;
+     * redisscripts.cpp). */
+    if (startsWith(message, "NOPERM") || message.find(kScriptRefused) != std::string::npos)
+        return DRAVO_NOT_PERMITTED;
     /* A key of the wrong type, met by a command or refused by a script
      * before it wrote anything (redisscripts.cpp): damaged data. */
     if (startsWith(message, "DAMAGED") || startsWith(message, "WRONGTYPE"))
@@ -255,8 +264,9 @@ int RedisConnection::open(const RedisAddress& address, long timeoutMs)
      * server with a password answers NOAUTH to anybody without one). */
     const Reply selected = command({"SELECT", std::to_string(address.database)});
     if (!selected || isError(selected.get())) {
-        const int rc = !selected ? DRAVO_UNREACHABLE
-                     : errorCode(selected.get()) == DRAVO_AUTH_FAILED ? DRAVO_AUTH_FAILED : DRAVO_CONFIG_ERROR;
+        const int refusal = selected ? errorCode(selected.get()) : DRAVO_OK;
+        const bool refused = refusal == DRAVO_AUTH_FAILED || refusal == DRAVO_NOT_PERMITTED;
+        const int rc = !selected ? DRAVO_UNREACHABLE : refused ? DRAVO_AUTH_FAILED : DRAVO_CONFIG_ERROR;
         close();
         return rc;
     }

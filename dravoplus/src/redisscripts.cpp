@@ -114,6 +114,29 @@ local function notice(client, news)
   redis.call('PEXPIRE', key, NOTICE_LIFE)
 end
 
+-- What the caller's Redis user may do (its role, see deploy/redis/users.acl):
+-- a script runs every command with the rights of the user that called it,
+-- and a refusal half-way would keep the writes made before it. So a script
+-- whose writes a role may only partly make asks first.
+local function permitted(command, key, ...)
+  return redis.acl_check_cmd(command, key, ...) and true or false
+end
+
+local function refuseUnpermitted(what)
+  error({err = 'NOPERM ' .. what})
+end
+
+-- Whether the caller may store a record with its indexes.
+local function mayStoreRecord(name, rtype)
+  return permitted('SET', P .. 'rec:' .. name, '') and permitted('HSET', P .. 'typeof', name, rtype)
+     and permitted('ZADD', P .. 'type:' .. rtype, '0', name)
+end
+
+-- Whether the caller may remove a box (a viewer may not, not even its own).
+local function mayRemoveBox(name)
+  return permitted('DEL', P .. 'box:' .. name)
+end
+
 local function pushAll(key, items, first, last)
   for i = first, last, 1000 do
     redis.call('RPUSH', key, unpack(items, i, math.min(i + 999, last)))
@@ -197,6 +220,7 @@ local function removeBox(name)
   local key = P .. 'box:' .. name
   local t = keyType(key)
   if t == 'none' then return 0 end
+  if not mayRemoveBox(name) then refuseUnpermitted('removing box ' .. name) end
   local kind, port = false, false
   if t == 'hash' then
     local b = redis.call('HMGET', key, 'kind', 'port')
@@ -221,11 +245,13 @@ end
 -- Transient boxes of owners that are gone (or, with owner given, of that
 -- owner only). A damaged box is left alone, since neither its owner nor its
 -- persistence can be told; ListEventBoxes shows it, DeleteEventBox removes it.
+-- So are boxes the caller may not remove: the next client that may clears
+-- them away once their owner is gone.
 local function removeTransientBoxes(owner)
   if keyType(P .. 'boxes') ~= 'zset' then return end
   for _, name in ipairs(redis.call('ZRANGE', P .. 'boxes', 0, -1)) do
     local box = readBox(name)
-    if box and box.persistent == '0' then
+    if box and box.persistent == '0' and mayRemoveBox(name) then
       if (owner and box.owner == owner) or (not owner and redis.call('EXISTS', P .. 'alive:' .. box.owner) == 0) then
         removeBox(name)
       end
@@ -245,8 +271,10 @@ local function describeBox(name)
           skipped, ''}
 end
 
--- Refuses a record whose indexes are damaged, before anything is written.
+-- Refuses a record whose indexes are damaged, or that the caller may not
+-- store, before anything is written.
 local function checkRecordIndexes(name, rtype)
+  if not mayStoreRecord(name, rtype) then refuseUnpermitted('storing record ' .. name) end
   requireFit({P .. 'typeof', 'hash', P .. 'type:' .. rtype, 'zset'})
   local previous = redis.call('HGET', P .. 'typeof', name)
   if previous then requireFit({P .. 'type:' .. previous, 'zset'}) end
@@ -298,7 +326,8 @@ struct ScriptSource {
 
 const ScriptSource kScripts[] = {
     {Script::Join, R"lua(
-local marker = redis.call('EXISTS', P .. 'rec:' .. ARGV[3]) == 0
+-- A client whose role may not store records leaves the marker to one that may.
+local marker = redis.call('EXISTS', P .. 'rec:' .. ARGV[3]) == 0 and mayStoreRecord(ARGV[3], ARGV[4])
 if marker then checkRecordIndexes(ARGV[3], ARGV[4]) end
 redis.call('SET', P .. 'alive:' .. ARGV[1], '1', 'PX', ARGV[2])
 if marker then storeRecord(ARGV[3], ARGV[4], ARGV[5]) end

@@ -1659,7 +1659,7 @@ TEST_P(MiddlewareTest, ServersEnvironmentOverridesSettingsFile)
 TEST_P(MiddlewareTest, EveryResultCodeHasAText)
 {
     std::vector<int> codes{0};
-    for (int code = 2000; code <= 2018; ++code)
+    for (int code = 2000; code <= 2019; ++code)
         codes.push_back(code);
     std::set<std::u16string> texts;
     for (int code : codes) {

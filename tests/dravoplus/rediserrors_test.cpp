@@ -1,7 +1,8 @@
 // rediserrors_test.cpp: what each error a Redis server answers means to a
 // client of the middleware. A server still reading its data back after a
 // restart is not there yet (its clients try again), a standby takes no
-// writes, a refused login or right is a refusal, damaged data is damaged.
+// writes, a refused login fails authentication, a request the user's role
+// refuses is not permitted, damaged data is damaged.
 #include "redisconnection.h"
 
 #include <DravoPlus/DravoPlus.h>
@@ -33,11 +34,17 @@ TEST(ServerErrorTest, StandbyTakesNoWrites)
     EXPECT_EQ(codeOf("READONLY You can't write against a read only replica."), DRAVO_READ_ONLY);
 }
 
-TEST(ServerErrorTest, RefusedLoginsAndRightsAreRefusals)
+TEST(ServerErrorTest, RefusedLoginsAreAuthenticationFailures)
 {
     EXPECT_EQ(codeOf("NOAUTH Authentication required."), DRAVO_AUTH_FAILED);
     EXPECT_EQ(codeOf("WRONGPASS invalid username-password pair or user is disabled."), DRAVO_AUTH_FAILED);
-    EXPECT_EQ(codeOf("NOPERM this user has no permissions to run the 'set' command"), DRAVO_AUTH_FAILED);
+}
+
+TEST(ServerErrorTest, RequestsTheUsersRoleRefusesAreNotPermitted)
+{
+    EXPECT_EQ(codeOf("NOPERM this user has no permissions to run the 'set' command"), DRAVO_NOT_PERMITTED);
+    EXPECT_EQ(codeOf("ERR The user executing the script can't run this command or subcommand script: abc"),
+              DRAVO_NOT_PERMITTED);
 }
 
 TEST(ServerErrorTest, DamagedDataIsMalformed)

@@ -3,24 +3,21 @@
  */
 #include "redisserver.h"
 
+#include "childprocess.h"
+
 #include <hiredis/hiredis.h>
 
 #include <arpa/inet.h>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <netinet/in.h>
 #include <sstream>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -36,15 +33,9 @@ constexpr auto kStopLimit = 5s;
 constexpr int kStartAttempts = 5;
 /* Names the shared server to the test's child processes. */
 const char* const kSharedVariable = "MVTEST_REDIS_SERVER";
-
-std::string makeDirectory()
-{
-    const char* dir = std::getenv("TMPDIR");
-    std::string pattern = std::string(dir && *dir ? dir : "/tmp") + "/mvtest-redis-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    return ::mkdtemp(buffer.data()) ? std::string(buffer.data()) : std::string();
-}
+/* The user a server with an ACL file gives the test's own connections. */
+const char* const kTestUser = "mvtest-admin";
+const char* const kAclCopy = "/users.acl";
 
 std::vector<std::string> serverArguments(const RedisServerOptions& options, int port, const std::string& directory)
 {
@@ -54,10 +45,19 @@ std::vector<std::string> serverArguments(const RedisServerOptions& options, int 
         args.insert(args.end(), {"--appendonly", "yes", "--appendfsync", "always"});
     else
         args.insert(args.end(), {"--appendonly", "no"});
+    if (!options.tlsDirectory.empty()) {
+        const std::string& tls = options.tlsDirectory;
+        args[2] = "0";
+        args.insert(args.end(), {"--tls-port", std::to_string(port), "--tls-cert-file", tls + "/server.crt",
+                                 "--tls-key-file", tls + "/server.key", "--tls-ca-cert-file", tls + "/ca.crt",
+                                 "--tls-auth-clients", "no"});
+    }
     if (!options.password.empty())
         args.insert(args.end(), {"--requirepass", options.password});
     if (!options.aclUser.empty())
         args.insert(args.end(), {"--user", options.aclUser, "on", ">" + options.aclPassword, "~*", "&*", "+@all"});
+    if (!options.aclFile.empty())
+        args.insert(args.end(), {"--aclfile", directory + kAclCopy});
     if (options.replicaOfPort > 0)
         args.insert(args.end(), {"--replicaof", "127.0.0.1", std::to_string(options.replicaOfPort)});
     return args;
@@ -126,12 +126,15 @@ int freeLoopbackPort()
 }
 
 RedisServer::RedisServer(const RedisServerOptions& options)
-    : m_options(options), m_password(options.password), m_directory(makeDirectory())
+    : m_options(options), m_tls(!options.tlsDirectory.empty()), m_password(options.password),
+      m_directory(makeTemporaryDirectory("mvtest-redis"))
 {
     if (m_directory.empty()) {
         m_error = "cannot make a temporary directory";
         return;
     }
+    if (!options.aclFile.empty() && !writeAclFile(options))
+        return;
     /* Another process may take the free port first: try a few. */
     for (int attempt = 0; attempt < kStartAttempts && !isRunning(); ++attempt)
         start(options, freeLoopbackPort());
@@ -146,6 +149,31 @@ RedisServer::~RedisServer()
     std::filesystem::remove_all(m_directory, ignored);
 }
 
+/* The ACL file as given, each named user with its password, and the test's
+ * own user (whose password only this object knows) at the end. */
+bool RedisServer::writeAclFile(const RedisServerOptions& options)
+{
+    std::ifstream in(options.aclFile);
+    if (!in) {
+        m_error = "cannot read the ACL file " + options.aclFile;
+        return false;
+    }
+    std::ofstream out(m_directory + kAclCopy);
+    for (std::string line; std::getline(in, line);) {
+        for (const auto& [user, password] : options.aclPasswords)
+            if (line.rfind("user " + user + " ", 0) == 0)
+                line += " >" + password;
+        out << line << '\n';
+    }
+    m_user = kTestUser;
+    m_password = std::string(kTestUser) + "-" + std::to_string(::getpid()) + "-" + std::to_string(std::rand());
+    out << "user " << m_user << " on >" << m_password << " ~* &* +@all\n";
+    if (!out) {
+        m_error = "cannot write the server's ACL file";
+        return false;
+    }
+    return true;
+}
 std::string RedisServer::address() const
 {
     return "redis://127.0.0.1:" + std::to_string(m_port);
@@ -157,31 +185,10 @@ bool RedisServer::start(const RedisServerOptions& options, int port)
         m_error = "no free loopback port";
         return false;
     }
-    const std::vector<std::string> args = serverArguments(options, port, m_directory);
     const std::string log = m_directory + "/redis.log";
-    const pid_t parent = ::getpid();
-    const pid_t pid = ::fork();
-    if (pid < 0) {
-        m_error = std::string("fork: ") + std::strerror(errno);
+    const pid_t pid = startChild(serverArguments(options, port, m_directory), log, m_error);
+    if (pid < 0)
         return false;
-    }
-    if (pid == 0) {
-        /* The server must not outlive a test process that dies. */
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (::getppid() != parent)
-            ::_exit(127);
-        const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (out >= 0) {
-            ::dup2(out, STDOUT_FILENO);
-            ::dup2(out, STDERR_FILENO);
-        }
-        std::vector<char*> argv;
-        for (const std::string& a : args)
-            argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        ::execvp("redis-server", argv.data());
-        ::_exit(127);
-    }
     m_pid = pid;
     m_port = port;
     if (waitUntilAnswering()) {
@@ -189,25 +196,25 @@ bool RedisServer::start(const RedisServerOptions& options, int port)
         return true;
     }
     reap(SIGKILL);
-    std::ifstream in(log);
-    std::stringstream text;
-    text << in.rdbuf();
-    m_error = "redis-server on port " + std::to_string(port) + " did not answer: " + text.str();
+    m_error = "redis-server on port " + std::to_string(port) + " did not answer: " + fileText(log);
     return false;
 }
 
-/* Any answer to PING counts, a refusal for want of a password too. */
+/* Any answer to PING counts, a refusal for want of a password too; a TLS
+ * server, which a plain connection cannot talk to, is ready once its port
+ * takes connections. */
 bool RedisServer::waitUntilAnswering()
 {
     const auto deadline = std::chrono::steady_clock::now() + kStartLimit;
     while (std::chrono::steady_clock::now() < deadline) {
-        int status = 0;
-        if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
+        if (childEnded(m_pid)) {
             m_pid = -1;
             return false;
         }
+        if (m_tls && loopbackPortAccepts(m_port))
+            return true;
         std::unique_ptr<redisContext, ContextFree> context(
-            redisConnectWithTimeout("127.0.0.1", m_port, timeval{0, 200000}));
+            m_tls ? nullptr : redisConnectWithTimeout("127.0.0.1", m_port, timeval{0, 200000}));
         if (context && !context->err) {
             redisSetTimeout(context.get(), timeval{1, 0});
             const auto reply = run(context.get(), {"PING"});
@@ -226,13 +233,15 @@ std::string RedisServer::command(const std::vector<std::string>& args) const
 
 std::string RedisServer::commands(const std::vector<std::vector<std::string>>& list) const
 {
-    if (!isRunning())
+    if (!isRunning() || m_tls)
         return std::string();
     std::unique_ptr<redisContext, ContextFree> context(redisConnectWithTimeout("127.0.0.1", m_port, timeval{2, 0}));
     if (!context || context->err)
         return std::string();
     redisSetTimeout(context.get(), timeval{10, 0});
-    if (!m_password.empty() && !run(context.get(), {"AUTH", m_password}))
+    const std::vector<std::string> auth = m_user.empty() ? std::vector<std::string>{"AUTH", m_password}
+                                                         : std::vector<std::string>{"AUTH", m_user, m_password};
+    if (!m_password.empty() && !run(context.get(), auth))
         return std::string();
     std::string last;
     for (const std::vector<std::string>& args : list) {
@@ -265,20 +274,24 @@ bool RedisServer::restart()
  * SIGKILL once the stop limit has passed). */
 void RedisServer::reap(int signal)
 {
-    if (m_pid <= 0)
-        return;
-    ::kill(m_pid, signal);
-    const auto deadline = std::chrono::steady_clock::now() + kStopLimit;
-    int status = 0;
-    while (::waitpid(m_pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, &status, 0);
-            break;
-        }
-        std::this_thread::sleep_for(5ms);
-    }
-    m_pid = -1;
+    stopChild(m_pid, signal, kStopLimit);
+}
+
+/* A build without TLS does not know the directive; one with it refuses the
+ * missing certificate. Either way the server ends at once. */
+bool redisServerHasTls()
+{
+    const std::string directory = makeTemporaryDirectory("mvtest-redis-tls");
+    if (directory.empty())
+        return false;
+    const std::string log = directory + "/probe.log";
+    runChild({"redis-server", "--port", "0", "--tls-port", std::to_string(freeLoopbackPort()), "--bind", "127.0.0.1",
+              "--tls-cert-file", directory + "/none.crt", "--tls-key-file", directory + "/none.key", "--save", ""},
+             log, kStartLimit);
+    const std::string text = fileText(log);
+    std::remove(log.c_str());
+    ::rmdir(directory.c_str());
+    return text.find("Bad directive") == std::string::npos;
 }
 
 std::string sharedRedisAddress()

@@ -12,6 +12,7 @@
 
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace mvtest {
@@ -24,6 +25,14 @@ struct RedisServerOptions {
     bool durable = false;       /* an append-only file written through on every write
                                    (appendfsync always): what a write was acknowledged
                                    for survives a crash */
+    /* The users of an ACL file (--aclfile): the server reads a copy in its
+     * own directory in which each user named here gets its password, and
+     * to which a user for the test's own command() calls is added. */
+    std::string aclFile;
+    std::vector<std::pair<std::string, std::string>> aclPasswords;
+    /* A directory holding ca.crt, server.crt and server.key: the server then
+     * speaks TLS only, on port(), and command() cannot reach it. */
+    std::string tlsDirectory;
 };
 
 class RedisServer
@@ -44,7 +53,8 @@ public:
     std::string address() const;
 
     /* One command on a fresh connection (authenticated with the default
-     * user's password, on database 0); the reply as text: strings, status
+     * user's password, or as the test's own user of an ACL file, on
+     * database 0); the reply as text: strings, status
      * and numbers as they are, nil as "(nil)", errors as "-<message>",
      * arrays as their elements one per line. "" when the server does not
      * answer. */
@@ -64,16 +74,23 @@ public:
 
 private:
     bool start(const RedisServerOptions& options, int port);
+    bool writeAclFile(const RedisServerOptions& options);
     bool waitUntilAnswering();
     void reap(int signal);
 
     RedisServerOptions m_options;
     pid_t m_pid = -1;
     int m_port = 0;
+    bool m_tls = false;
+    std::string m_user;         /* "" : the default user */
     std::string m_password;
     std::string m_directory;
     std::string m_error;
 };
+
+/* Whether this machine's redis-server was built with TLS (it knows
+ * --tls-port). */
+bool redisServerHasTls();
 
 /* A free loopback port at the moment of asking. */
 int freeLoopbackPort();

@@ -205,6 +205,61 @@ TEST(MultiProcessRedisTest, TwoStationsCountEveryChangeServedByMvsimWhileAThirdS
     DravoPlus::DisConnectMid(nullptr);
 }
 
+// The same plant with each process logged in as its role's user of the
+// shipped ACL file: mvsim a runtime server task, the counting station a
+// viewer (a wall display), the commanding station an operator.
+TEST(MultiProcessRedisTest, ViewerCountsEveryChangeAndOperatorsCommandsAreAnsweredUnderTheShippedRoles)
+{
+    mvtest::RedisServerOptions options;
+    options.aclFile = MV_REDIS_ACL_FILE;
+    options.aclPasswords = {{"dravo-runtime", "runtime-secret"}, {"dravo-operator", "operator-secret"},
+                            {"dravo-viewer", "viewer-secret"}};
+    mvtest::RedisServer server(options);
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    const auto as = [&server](const char* credentials) {
+        return QStringLiteral("redis://%1@127.0.0.1:%2").arg(QLatin1String(credentials)).arg(server.port());
+    };
+    QTemporaryDir dir;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("DRAVO_SETTINGS"), dir.filePath(QStringLiteral("servers.conf")));
+    env.remove(QStringLiteral("DRAVO_WAIT_SCALE"));
+    const auto roleEnvironment = [&](const char* credentials) {
+        QProcessEnvironment e = env;
+        e.insert(QStringLiteral("DRAVO_SERVERS"), as(credentials));
+        return e;
+    };
+    const QString self = QCoreApplication::applicationFilePath();
+
+    Station wall(roleEnvironment("dravo-viewer:viewer-secret"), self, {QStringLiteral("--role=count")});
+    ASSERT_TRUE(wall.waitFor(QStringLiteral("ready"), 30s)) << wall.output().toStdString();
+    ::setenv("DRAVO_SERVERS", as("dravo-viewer:viewer-secret").toUtf8().constData(), 1);
+    ::setenv("DRAVO_SETTINGS", dir.filePath(QStringLiteral("test.conf")).toUtf8().constData(), 1);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
+    while (packetBoxes() < 1 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(20ms);
+    ASSERT_GE(packetBoxes(), 1);
+
+    const QString runtime = as("dravo-runtime:runtime-secret");
+    Station mvsim(roleEnvironment("dravo-runtime:runtime-secret"), QStringLiteral(MVSIM_PATH),
+                  {QStringLiteral("--serve"), QString::number(kServeSeconds), QStringLiteral("--rate"),
+                   QString::number(kFieldRate), QStringLiteral("--servers"), runtime});
+    ASSERT_TRUE(mvsim.waitFor(QStringLiteral("Serving"), 60s)) << mvsim.output().toStdString();
+    Station commands(roleEnvironment("dravo-operator:operator-secret"), self, {QStringLiteral("--role=command")});
+    ASSERT_EQ(commands.finish(60s), 0) << commands.output().toStdString();
+    EXPECT_EQ(commands.number(QStringLiteral("answered")), kCommands) << commands.output().toStdString();
+
+    ASSERT_EQ(mvsim.finish(120s), 0) << mvsim.output().toStdString();
+    const long long packed = mvsim.number(QStringLiteral("Changes packed"));
+    EXPECT_EQ(mvsim.number(QStringLiteral("Write failures")), 0);
+    EXPECT_GT(packed, kFieldRate);
+    std::this_thread::sleep_for(2s);   // the last packets reach the station
+    ASSERT_EQ(wall.finish(30s), 0) << wall.output().toStdString();
+    EXPECT_EQ(wall.number(QStringLiteral("changes")), packed) << wall.output().toStdString();
+    DravoPlus::DisConnectMid(nullptr);
+    ::unsetenv("DRAVO_SERVERS");
+}
+
 } // namespace
 
 int main(int argc, char* argv[])

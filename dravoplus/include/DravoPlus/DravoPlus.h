@@ -62,7 +62,8 @@ enum DravoResult {
     DRAVO_MALFORMED = 2015,         /* a serialised record, or other data kept on the server, is damaged */
     DRAVO_READ_ONLY = 2016,         /* the server is a standby and takes no writes */
     DRAVO_NO_RECEIVER = 2017,       /* no receiver serves the packet's target (driver not running) */
-    DRAVO_TARGET_TAKEN = 2018       /* another live receiver already serves the target */
+    DRAVO_TARGET_TAKEN = 2018,      /* another live receiver already serves the target */
+    DRAVO_NOT_PERMITTED = 2019      /* the server user's role does not allow the request; nothing changed */
 };
 
 /* Event kinds the product uses. Named events (SendEvent by name) take their
