@@ -17,6 +17,10 @@
 
 #include <QtCore/QUuid>
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 namespace {
 
 /* Box names: a prefix by role and a fresh braced UUID. */
@@ -37,6 +41,9 @@ static_assert(kRawChangesPerReceive <= ChangePacket::kMostChanges
               "a server task's packets stay within what a packet may hold");
 /* The pause before the connection is made again, and before the loop ends. */
 constexpr unsigned long kRetryPauseMs = 1000;
+/* Batches received before the memory they took is given back, once the
+ * box runs empty: a burst, not the trickle of a quiet plant. */
+constexpr int kBatchesBeforeTrim = 50;
 /* How often a stop request is made again while waiting for the thread. */
 constexpr unsigned long kStopRepeatMs = 50;
 
@@ -203,10 +210,29 @@ int MorvaneChangeEvent::receiveWhileConnected(unsigned int port)
         if (result != DRAVO_OK && result != DRAVO_TIMEOUT)
             return result;
         m_lastFailure = DRAVO_OK;
+        returnMemoryAfterBursts(result == DRAVO_OK);
         watchLossesIfWanted();
         resyncIfDue(result == DRAVO_TIMEOUT);
     }
     return DRAVO_OK;
+}
+
+/* A burst leaves the memory its records took free but kept by the
+ * allocator, hundreds of megabytes after a plant's burst of text changes:
+ * once the box has run empty after many batches, it is given back to the
+ * system, so that a station's resident size returns to where it was. */
+void MorvaneChangeEvent::returnMemoryAfterBursts(bool received)
+{
+    if (received) {
+        ++m_batchesSinceTrim;
+        return;
+    }
+    if (m_batchesSinceTrim < kBatchesBeforeTrim)
+        return;
+    m_batchesSinceTrim = 0;
+#if defined(__GLIBC__)
+    malloc_trim(0);
+#endif
 }
 
 int MorvaneChangeEvent::receiveBatch(unsigned int port, DravoDataList& list) const

@@ -207,6 +207,7 @@ private:
     void createBox(const QByteArray& name) const;
     int receiveWhileConnected(unsigned int port);
     int receiveBatch(unsigned int port, DravoDataList& list) const;
+    void returnMemoryAfterBursts(bool received);
     void recoverFrom(int result);
     void replaceDamagedBox(bool report);
     void deliverToApplication(const DravoDataList& packets);
@@ -235,6 +236,9 @@ private:
     /* The last failure of the box since something was received (receiving
      * thread only): the same trouble is not reported twice. */
     int m_lastFailure = DRAVO_OK;
+    /* Batches received since memory was last given back (receiving thread
+     * only). */
+    int m_batchesSinceTrim = 0;
     std::unique_ptr<LossWatch> m_lossWatch;
     std::unique_ptr<ReceiverLog> m_log;
     std::atomic<quint64> m_packetsRefused{0};
