@@ -1,10 +1,16 @@
 // mvbench_test.cpp: mvbench against a Redis server the test starts: the
 // batch read of 10,000 names costs about one server command where reading
 // them one by one costs 10,000, and a command round trip reports its median
-// and 99th percentile beside its baseline.
+// and 99th percentile beside its baseline. The burst of 100,000 changes, on
+// the embedded server and on Redis, delivers every change, reports the
+// process's memory around it and leaves no event box behind.
 #include "redisserver.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -71,6 +77,66 @@ TEST(MvbenchRedisTest, BatchReadIsOneRoundTripAndCommandsReportTheirPercentiles)
     EXPECT_GT(summaryRow(run.out, QStringLiteral("p99_us")).first, 0) << run.out.toStdString();
     EXPECT_TRUE(run.out.contains(QStringLiteral("10000 records in one batch read / read one at a time")));
     EXPECT_TRUE(run.out.contains(QStringLiteral("2000 commands answered by a driver / 2000 single reads")));
+}
+
+// The run of one benchmark as Google Benchmark writes it in JSON: its name,
+// error and counters; empty when the file holds no such run.
+QJsonObject benchmarkRun(const QString& jsonFile, const QString& name)
+{
+    QFile file(jsonFile);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QJsonArray runs = QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("benchmarks")).toArray();
+    for (const QJsonValue& run : runs) {
+        if (run.toObject().value(QStringLiteral("run_name")).toString().startsWith(name))
+            return run.toObject();
+    }
+    return {};
+}
+
+// The burst row on the server named: every change arrives, and the memory
+// figures are those of one process (idle, its peak at least as high, the
+// growth their difference).
+QJsonObject runBurst(const QString& servers)
+{
+    QTemporaryDir dir;
+    const QString json = dir.filePath(QStringLiteral("burst.json"));
+    const Outcome run = mvbench({QStringLiteral("--servers=") + servers,
+                                 QStringLiteral("--benchmark_filter=BM_Burst100kMemory"),
+                                 QStringLiteral("--benchmark_out_format=json"), QStringLiteral("--benchmark_out=") + json,
+                                 QStringLiteral("--benchmark_color=false")});
+    EXPECT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+    const QJsonObject burst = benchmarkRun(json, QStringLiteral("BM_Burst100kMemory"));
+    EXPECT_FALSE(burst.isEmpty()) << run.out.toStdString();
+    EXPECT_FALSE(burst.value(QStringLiteral("error_occurred")).toBool())
+        << burst.value(QStringLiteral("error_message")).toString().toStdString();
+    EXPECT_EQ(burst.value(QStringLiteral("changes")).toDouble(), 100000.0);
+    const double idle = burst.value(QStringLiteral("rss_idle_mb")).toDouble();
+    const double peak = burst.value(QStringLiteral("rss_peak_mb")).toDouble();
+    EXPECT_GT(idle, 0);
+    EXPECT_GE(peak, idle);
+    EXPECT_GE(peak, burst.value(QStringLiteral("rss_after_mb")).toDouble());
+    EXPECT_DOUBLE_EQ(burst.value(QStringLiteral("rss_mb")).toDouble(), peak - idle);
+    EXPECT_GT(burst.value(QStringLiteral("heap_after_mb")).toDouble(), 0);
+    EXPECT_GT(burst.value(QStringLiteral("rss_trimmed_mb")).toDouble(), 0);
+    for (const char* backlog : {"raw_queued_peak", "packets_queued_peak", "consumer_backlog_peak"})
+        EXPECT_TRUE(burst.contains(QLatin1String(backlog))) << backlog;
+    return burst;
+}
+
+TEST(MvbenchTest, BurstDeliversEveryChangeAndReportsTheMemoryAroundIt)
+{
+    const QJsonObject burst = runBurst(QStringLiteral("embedded"));
+    // The server task's box lives in this process: the burst waits there.
+    EXPECT_GT(burst.value(QStringLiteral("raw_queued_peak")).toDouble(), 0);
+}
+
+TEST(MvbenchRedisTest, BurstDeliversEveryChangeAndLeavesNoEventBoxBehind)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    runBurst(QString::fromStdString(server.address()));
+    EXPECT_EQ(server.command({"ZCARD", "dravo:boxes"}), "0") << "the receivers' boxes are deleted after the row";
 }
 
 } // namespace

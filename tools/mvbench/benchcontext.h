@@ -1,12 +1,14 @@
 /*
  * benchcontext.h: what the benchmarks of mvbench share: the runtime server
  * (the embedded one unless --servers names another) with the sample plant
- * loaded, a stream of point changes, and the pairing of each measurement
- * with its baseline for the summary.
+ * loaded, a stream of point changes, the clearing away of the event boxes a
+ * benchmark's receivers make, and the pairing of each measurement with its
+ * baseline for the summary.
  */
 #ifndef MVBENCH_BENCHCONTEXT_H
 #define MVBENCH_BENCHCONTEXT_H
 
+#include <set>
 #include <string>
 
 namespace mvbench {
@@ -17,6 +19,25 @@ void ensurePlant();
 /* count publishing partial writes that flip the state of 500 status points
  * (round makes each call's values differ from the last's). */
 void writeStatusChanges(int count, int round);
+
+/* The event boxes made while it lives (a change event receiver leaves its
+ * box behind when it stops): named by queued(), and deleted when it goes
+ * away, so that a later benchmark's changes do not pile up in boxes nobody
+ * reads. */
+class NewBoxes
+{
+public:
+    NewBoxes();
+    ~NewBoxes();
+    NewBoxes(const NewBoxes&) = delete;
+    NewBoxes& operator=(const NewBoxes&) = delete;
+
+    /* Records waiting now in the new boxes of the event kind. */
+    long queued(int kind) const;
+
+private:
+    std::set<std::string> m_before;
+};
 
 /* Declares that the benchmark named measured is to be compared with the one
  * named baseline; how to read the ratio is said by meaning. */

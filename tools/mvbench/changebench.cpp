@@ -199,6 +199,7 @@ void BM_EndToEndBaseline_RawBox(benchmark::State& state)
 void BM_EndToEndChangeDistribution(benchmark::State& state)
 {
     mvbench::ensurePlant();
+    const mvbench::NewBoxes boxes;
     MorvaneChangeEvent server;
     server.setServerMode();
     server.init();

@@ -103,6 +103,36 @@ void mvbench::ensurePlant()
     loaded = true;
 }
 
+mvbench::NewBoxes::NewBoxes()
+{
+    std::vector<DravoEventBoxInfo> boxes;
+    DravoPlus::ListEventBoxes(boxes, nullptr);
+    for (const DravoEventBoxInfo& box : boxes)
+        m_before.insert(box.name);
+}
+
+mvbench::NewBoxes::~NewBoxes()
+{
+    std::vector<DravoEventBoxInfo> boxes;
+    DravoPlus::ListEventBoxes(boxes, nullptr);
+    for (const DravoEventBoxInfo& box : boxes) {
+        if (m_before.count(box.name) == 0)
+            DravoPlus::DeleteEventBox(box.name.c_str(), nullptr, nullptr);
+    }
+}
+
+long mvbench::NewBoxes::queued(int kind) const
+{
+    std::vector<DravoEventBoxInfo> boxes;
+    DravoPlus::ListEventBoxes(boxes, nullptr);
+    long queued = 0;
+    for (const DravoEventBoxInfo& box : boxes) {
+        if (box.kind == kind && m_before.count(box.name) == 0)
+            queued += box.queued;
+    }
+    return queued;
+}
+
 /* Takes "--servers=<addresses>" out of the arguments (Google Benchmark
  * refuses flags it does not know); the embedded server when it is absent. */
 std::string takeServers(int& argc, char** argv)

@@ -192,6 +192,7 @@ bool allReached(const std::vector<std::unique_ptr<std::atomic<long>>>& counters,
 void BM_ChangeStreamFourClients(benchmark::State& state)
 {
     mvbench::ensurePlant();
+    const mvbench::NewBoxes boxes;
     MorvaneChangeEvent server;
     server.setServerMode();
     server.init();
