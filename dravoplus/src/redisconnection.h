@@ -13,6 +13,8 @@
 #ifndef DRAVOPLUS_REDISCONNECTION_H
 #define DRAVOPLUS_REDISCONNECTION_H
 
+#include "autotest.h"
+
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -34,11 +36,11 @@ struct RedisAddress {
     std::string password;    /* "" : no AUTH */
 
     /* The address as shown to operators: without user and password. */
-    std::string display() const;
+    DRAVO_AUTOTEST_EXPORT std::string display() const;
 };
 
 /* Parses one address; false when it is not a well-formed redis:// address. */
-bool parseAddress(const std::string& text, RedisAddress& out);
+DRAVO_AUTOTEST_EXPORT bool parseAddress(const std::string& text, RedisAddress& out);
 bool isRedisAddress(const std::string& text);
 
 struct ReplyDeleter {
