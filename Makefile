@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build demo test fuzz clean
+.PHONY: all deps configure build demo test fuzz sanitize tsan clean
 
 all: build
 
@@ -24,16 +24,30 @@ demo: build
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) --timeout 600
 
-# The stream fuzzer (clang, libFuzzer, ASan, UBSan) for FUZZ_SECONDS on a copy
-# of the checked-in seed corpus; findings land in build-fuzz/.
+# Every fuzzer (clang, libFuzzer, ASan, UBSan), each for FUZZ_SECONDS on a copy
+# of its checked-in seed corpus; FUZZERS="plant settings" runs some of them.
+# Findings land in build-fuzz/fuzz-findings and fail the run.
 FUZZ_SECONDS ?= 300
+FUZZERS ?=
 fuzz: deps
 	cmake -S . -B build-fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMV_BUILD_FUZZERS=ON
-	cmake --build build-fuzz -j $(JOBS) --target streamitem_fuzzer
-	rm -rf build-fuzz/fuzz-corpus && cp -r tests/formats/fuzz/corpus build-fuzz/fuzz-corpus
-	QT_QPA_PLATFORM=offscreen build-fuzz/bin/streamitem_fuzzer build-fuzz/fuzz-corpus \
-	  -max_total_time=$(FUZZ_SECONDS) -rss_limit_mb=2048 -max_len=4096 -artifact_prefix=build-fuzz/
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMV_BUILD_FUZZERS=ON $(CMAKE_FLAGS)
+	cmake --build build-fuzz -j $(JOBS) --target fuzzers
+	scripts/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS) $(FUZZERS)
+
+# The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
+sanitize: deps
+	cmake -S . -B build-asan -DMV_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS)
+	cmake --build build-asan -j $(JOBS)
+	cd build-asan && ctest --output-on-failure -j $(JOBS) --timeout 900
+
+# The whole suite under ThreadSanitizer; the distribution's Qt is not
+# instrumented, so its locks are suppressed (tests/tsan-qt.supp).
+tsan: deps
+	cmake -S . -B build-tsan -DMV_SANITIZE=thread -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS)
+	cmake --build build-tsan -j $(JOBS)
+	cd build-tsan && TSAN_OPTIONS=suppressions=$(CURDIR)/tests/tsan-qt.supp \
+	  ctest --output-on-failure -j $(JOBS) --timeout 900
 
 clean:
 	rm -rf $(BUILD_DIR)

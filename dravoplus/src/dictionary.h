@@ -41,7 +41,7 @@ struct DravoRecordType {
     std::unordered_map<std::string, std::size_t> byName;
 
     /* The field of that name; "values[7]" finds the indexed field "values[]". */
-    const DravoFieldDef* find(const char* field) const;
+    DRAVO_AUTOTEST_EXPORT const DravoFieldDef* find(const char* field) const;
 };
 
 namespace dravo {
@@ -51,12 +51,12 @@ struct Dictionary {
     std::map<std::string, std::unique_ptr<DravoRecordType>> types;
     std::map<std::string, int> events;
 
-    const DravoRecordType* type(const std::string& name) const;
+    DRAVO_AUTOTEST_EXPORT const DravoRecordType* type(const std::string& name) const;
 };
 
 /* Parses a dictionary text; on failure error says what and where, prefixed
  * with path. */
-std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::string& path, std::string& error);
+DRAVO_AUTOTEST_EXPORT std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::string& path, std::string& error);
 
 /* The dictionary in force, loaded from the default place on first use.
  * Never null: a process whose dictionary could not be loaded has an empty

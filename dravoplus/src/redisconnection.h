@@ -36,11 +36,11 @@ struct RedisAddress {
     std::string password;    /* "" : no AUTH */
 
     /* The address as shown to operators: without user and password. */
-    std::string display() const;
+    DRAVO_AUTOTEST_EXPORT std::string display() const;
 };
 
 /* Parses one address; false when it is not a well-formed redis:// address. */
-bool parseAddress(const std::string& text, RedisAddress& out);
+DRAVO_AUTOTEST_EXPORT bool parseAddress(const std::string& text, RedisAddress& out);
 bool isRedisAddress(const std::string& text);
 
 struct ReplyDeleter {

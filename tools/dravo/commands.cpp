@@ -105,7 +105,8 @@ Outcome putAll(Session& s, const std::vector<FieldAssignment>& assignments, Reco
     return Done;
 }
 
-/* A record of the type filled from FIELD=VALUE words. */
+} // namespace
+
 Outcome buildRecord(Session& s, const std::string& type, const Words& words, DravoData& record)
 {
     std::vector<FieldAssignment> assignments;
@@ -116,6 +117,8 @@ Outcome buildRecord(Session& s, const std::string& type, const Words& words, Dra
         return failure(s, DRAVO_UNKNOWN_TYPE, type);
     return putAll(s, assignments, record);
 }
+
+namespace {
 
 Outcome cmdGet(const Words& args, Session& s)
 {
@@ -431,23 +434,34 @@ bool connect(Session& s)
 
 } // namespace
 
-Outcome runCommand(const std::vector<std::string>& words, Session& session)
+Outcome checkCommand(const std::vector<std::string>& words, std::ostream& err, bool& needsServer)
 {
+    needsServer = false;
     if (words.empty())
         return Done;
     const Command* command = findCommand(words[0]);
     if (!command) {
-        session.err << "unknown command \"" << words[0] << "\" (try: help)\n";
+        err << "unknown command \"" << words[0] << "\" (try: help)\n";
         return Misused;
     }
     const int args = static_cast<int>(words.size()) - 1;
     if (args < command->minArgs || (command->maxArgs >= 0 && args > command->maxArgs)) {
-        session.err << "usage: " << command->name << ' ' << command->arguments << '\n';
+        err << "usage: " << command->name << ' ' << command->arguments << '\n';
         return Misused;
     }
-    if (command->needsServer && !connect(session))
+    needsServer = command->needsServer;
+    return Done;
+}
+
+Outcome runCommand(const std::vector<std::string>& words, Session& session)
+{
+    bool needsServer = false;
+    const Outcome checked = checkCommand(words, session.err, needsServer);
+    if (checked != Done || words.empty())
+        return checked;
+    if (needsServer && !connect(session))
         return Failed;
-    return command->run(Words(words.begin() + 1, words.end()), session);
+    return findCommand(words[0])->run(Words(words.begin() + 1, words.end()), session);
 }
 
 void printUsage(std::ostream& out)

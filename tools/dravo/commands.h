@@ -7,6 +7,8 @@
 #ifndef DRAVO_COMMANDS_H
 #define DRAVO_COMMANDS_H
 
+#include <DravoPlus/DravoData.h>
+
 #include <atomic>
 #include <ostream>
 #include <string>
@@ -27,6 +29,16 @@ struct Session {
     const std::atomic<bool>* interrupted = nullptr;
     bool connected = false;
 };
+
+/* Whether the words name a command with the number of arguments it takes;
+ * Misused, said on err, when not. needsServer: whether running it connects. */
+Outcome checkCommand(const std::vector<std::string>& words, std::ostream& err, bool& needsServer);
+
+/* A record of the type filled from FIELD=VALUE words (event and send), each
+ * value converted by the kind the dictionary gives its field; nothing is
+ * asked of the server. */
+Outcome buildRecord(Session& session, const std::string& type, const std::vector<std::string>& words,
+                    DravoData& record);
 
 /* Runs one command line already split into words. */
 Outcome runCommand(const std::vector<std::string>& words, Session& session);

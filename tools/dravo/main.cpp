@@ -12,6 +12,7 @@
  * middleware's code and text are printed), 2 for a wrong command line.
  */
 #include "commands.h"
+#include "options.h"
 
 #include <DravoPlus/DravoPlus.h>
 
@@ -30,47 +31,6 @@ std::atomic<bool> g_interrupted{false};
 extern "C" void onInterrupt(int)
 {
     g_interrupted.store(true);
-}
-
-struct Options {
-    std::string servers;
-    int waitSeconds = 0;
-    bool help = false;
-    std::vector<std::string> command;
-};
-
-bool parseWait(const char* text, int& seconds)
-{
-    char* end = nullptr;
-    const long value = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0' || value < 0 || value > 86400)
-        return false;
-    seconds = static_cast<int>(value);
-    return true;
-}
-
-/* Options come before the command; everything from the first other word on
- * is the command and its arguments. */
-bool parseOptions(int argc, char** argv, Options& options)
-{
-    int i = 1;
-    for (; i < argc; ++i) {
-        const std::string word = argv[i];
-        if (word == "--servers" && i + 1 < argc) {
-            options.servers = argv[++i];
-        } else if (word == "--wait" && i + 1 < argc) {
-            if (!parseWait(argv[++i], options.waitSeconds))
-                return false;
-        } else if (word == "--help" || word == "-h") {
-            options.help = true;
-        } else if (word.rfind("--", 0) == 0) {
-            return false;
-        } else {
-            break;
-        }
-    }
-    options.command.assign(argv + i, argv + argc);
-    return true;
 }
 
 /* Commands from standard input, one per line; blank lines and lines
@@ -105,8 +65,8 @@ inspector::Outcome runScript(inspector::Session& session)
 
 int main(int argc, char** argv)
 {
-    Options options;
-    if (!parseOptions(argc, argv, options)) {
+    inspector::Options options;
+    if (!inspector::parseOptions(argc, argv, options)) {
         inspector::printUsage(std::cerr);
         return inspector::Misused;
     }

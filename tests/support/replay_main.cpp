@@ -10,7 +10,8 @@
 #include <cstdint>
 #include <cstdio>
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
+/* As with libFuzzer, a fuzzer that needs no set-up leaves this out. */
+extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
@@ -40,7 +41,8 @@ int replay(const QString& path)
 
 int main(int argc, char** argv)
 {
-    LLVMFuzzerInitialize(&argc, &argv);
+    if (LLVMFuzzerInitialize)
+        LLVMFuzzerInitialize(&argc, &argv);
     int count = 0;
     for (int i = 1; i < argc; ++i)
         count += replay(QString::fromLocal8Bit(argv[i]));
