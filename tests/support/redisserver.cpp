@@ -10,11 +10,13 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <random>
 #include <netinet/in.h>
 #include <sstream>
 #include <sys/socket.h>
@@ -107,7 +109,19 @@ std::unique_ptr<redisReply, ReplyFree> run(redisContext* context, const std::vec
 
 } // namespace
 
-int freeLoopbackPort()
+namespace {
+
+/* The lowest port the system hands out to outgoing connections. */
+int lowestEphemeralPort()
+{
+    std::ifstream in("/proc/sys/net/ipv4/ip_local_port_range");
+    int low = 0;
+    return in >> low ? low : 0;
+}
+
+/* Whether the port can be bound on loopback now; 0 asks the system for any
+ * free one. The port bound, or 0. */
+int bindLoopback(int port)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     if (fd < 0)
@@ -115,14 +129,34 @@ int freeLoopbackPort()
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
     socklen_t length = sizeof address;
-    int port = 0;
+    int bound = 0;
     if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0
         && ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
-        port = ntohs(address.sin_port);
+        bound = ntohs(address.sin_port);
     ::close(fd);
-    return port;
+    return bound;
+}
+
+} // namespace
+
+/* Below the range of outgoing connections' ports where there is room: a
+ * server a test stops and starts again on its port must not find it taken
+ * by a client's connection (a client retrying towards it can even connect
+ * to itself on that very port). */
+int freeLoopbackPort()
+{
+    constexpr int kLowest = 10000;
+    const int ceiling = lowestEphemeralPort();
+    if (ceiling > kLowest + 1000) {
+        std::random_device random;
+        std::uniform_int_distribution<int> pick(kLowest, ceiling - 1);
+        for (int attempt = 0; attempt < 50; ++attempt)
+            if (const int port = bindLoopback(pick(random)))
+                return port;
+    }
+    return bindLoopback(0);
 }
 
 RedisServer::RedisServer(const RedisServerOptions& options)

@@ -92,7 +92,8 @@ private:
  * --tls-port). */
 bool redisServerHasTls();
 
-/* A free loopback port at the moment of asking. */
+/* A free loopback port at the moment of asking, below the ports outgoing
+ * connections are given where there is room. */
 int freeLoopbackPort();
 
 /* The one server a test process shares among its tests: started on first

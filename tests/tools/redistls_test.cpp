@@ -238,6 +238,8 @@ TEST_F(RedisTlsTest, MvsimServesThePlantAndDravoReadsItThroughTunnelsThatRestart
     };
     EXPECT_GE(counter("Changes written"), 200) << summary.toStdString();
     EXPECT_EQ(counter("Changes packed"), counter("Changes written")) << summary.toStdString();
+    // The concentrator heard of the dropped connection.
+    EXPECT_GE(counter("Losses reported"), 1) << summary.toStdString();
 }
 
 } // namespace

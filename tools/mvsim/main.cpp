@@ -499,6 +499,7 @@ private:
         out() << "Changes written   " << counters.changesWritten << '\n'
               << "Write failures    " << counters.writeFailures << '\n'
               << "Changes packed    " << counters.changesPacked << '\n'
+              << "Losses reported   " << counters.lossesReported << '\n'
               << "Commands answered " << counters.commandsAnswered << '\n';
         out().flush();
     }

@@ -111,10 +111,13 @@ void PlantSimulator::startConcentrator()
 {
     m_concentrator = std::make_unique<MorvaneChangeEvent>();
     m_concentrator->setServerMode();
-    // The plant's one concentrator: a loss on its way is logged and healed
-    // with an image for every console, and a packet the server could not
-    // take is sent again.
-    m_concentrator->setResyncOnLoss(true);
+    // Losses on the way to the plant's one concentrator are counted, which
+    // also has its trouble logged and a packet the server could not take
+    // sent again. It takes no images: what it packs stays what the field
+    // wrote, and each console heals its own table.
+    QObject::connect(
+        m_concentrator.get(), &MorvaneChangeEvent::changesLost, m_concentrator.get(),
+        [this](int, MorvaneChangeEvent::LossReason) { ++m_losses; }, Qt::DirectConnection);
     m_concentrator->connectStatus([this](const QList<DravoData>& records) { noteRawChanges(records); });
     m_concentrator->connectAnalog([this](const QList<DravoData>& records) { noteRawChanges(records); });
     m_concentrator->connectText([this](const QList<DravoData>& records) { m_packed += records.size(); });
@@ -141,6 +144,7 @@ PlantSimulator::Counters PlantSimulator::counters() const
     c.changesWritten = m_written.load();
     c.writeFailures = m_failures.load();
     c.changesPacked = m_packed.load();
+    c.lossesReported = m_losses.load();
     for (const auto& entry : m_drivers)
         c.commandsAnswered += entry.second->commandsAnswered();
     std::lock_guard<std::mutex> lock(m_heldMutex);

@@ -50,6 +50,7 @@ public:
         long long changesWritten = 0;   /* field changes the runtime server took */
         long long writeFailures = 0;    /* field changes it refused */
         long long changesPacked = 0;    /* raw changes the concentrator packed */
+        long long lossesReported = 0;   /* times the concentrator was told changes may be lost */
         int commandsAnswered = 0;       /* by every simulated driver */
         int pointsHeld = 0;             /* replaced by hand or out of service */
     };
@@ -98,6 +99,7 @@ private:
     std::atomic<long long> m_written{0};
     std::atomic<long long> m_failures{0};
     std::atomic<long long> m_packed{0};
+    std::atomic<long long> m_losses{0};
     /* The field's own view of what it set (read only by the field thread). */
     QVector<double> m_analogValues;
     QVector<int> m_statusValues;
