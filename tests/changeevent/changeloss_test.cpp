@@ -160,6 +160,34 @@ bool showsDatabase(MorvaneChangeEvent* receiver, const StatusSide& side, const s
     return true;
 }
 
+// A client-mode receiver with resync on, with its listeners.
+class HealingReceiver
+{
+public:
+    explicit HealingReceiver(ProbedChangeEvent* receiver) : m_receiver(receiver), losses(receiver), side(receiver)
+    {
+        receiver->setResyncOnLoss(true);
+    }
+
+    // Starts the receiver and has it deliver a packet whose values differ
+    // from the database's.
+    void startShowingAStalePacket()
+    {
+        m_receiver->init();
+        m_receiver->start();
+        sendPacket(statusPacket(7));
+        ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
+        ASSERT_FALSE(showsDatabase(m_receiver, side)) << "the packet's values differ from the database";
+    }
+
+private:
+    ProbedChangeEvent* m_receiver;
+
+public:
+    LossLog losses;
+    StatusSide side;
+};
+
 class ChangeLossTest : public BackendChangeEventTest
 {
 protected:
@@ -241,15 +269,11 @@ TEST_P(ChangeLossTest, OutageIsAnnouncedAndHealedByAnImageOfTheDatabase)
     if (onRedis())
         GTEST_SKIP() << "only the embedded server can be taken down from inside the process";
     ProbedChangeEvent* receiver = newReceiver();
-    receiver->setResyncOnLoss(true);
-    LossLog losses(receiver);
-    StatusSide side(receiver);
+    HealingReceiver healing(receiver);
+    LossLog& losses = healing.losses;
+    StatusSide& side = healing.side;
     const StopFirst stop([&] { destroyReceiver(receiver); });
-    receiver->init();
-    receiver->start();
-    sendPacket(statusPacket(7));
-    ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
-    ASSERT_FALSE(showsDatabase(receiver, side)) << "the packet's values differ from the database";
+    ASSERT_NO_FATAL_FAILURE(healing.startShowingAStalePacket());
 
     ASSERT_EQ(DravoPlus::SetEmbeddedServerOnline(false), DRAVO_OK);
     EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::ConnectionLost) >= 1; }));
@@ -432,15 +456,11 @@ TEST_F(ChangeLossFailoverRedisTest, FailoverIsHealedByAnImageFromTheNewServer)
         return m_replica->command({"EXISTS", "dravo:rec:STATUS" + std::to_string(kPoints.back())}) == "1";
     })) << "the plant did not reach the replica";
     ProbedChangeEvent* receiver = newReceiver();
-    receiver->setResyncOnLoss(true);
-    LossLog losses(receiver);
-    StatusSide side(receiver);
+    HealingReceiver healing(receiver);
+    LossLog& losses = healing.losses;
+    StatusSide& side = healing.side;
     const StopFirst stop([&] { destroyReceiver(receiver); });
-    receiver->init();
-    receiver->start();
-    sendPacket(statusPacket(7));
-    ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
-    ASSERT_FALSE(showsDatabase(receiver, side)) << "the packet's values differ from the database";
+    ASSERT_NO_FATAL_FAILURE(healing.startShowingAStalePacket());
 
     m_primary.kill();
     ASSERT_EQ(m_replica->command({"REPLICAOF", "NO", "ONE"}), "OK");
@@ -470,15 +490,11 @@ protected:
 TEST_F(ChangeLossRestartRedisTest, RestartIsAnnouncedAndHealedByAnImageOfTheDatabase)
 {
     ProbedChangeEvent* receiver = newReceiver();
-    receiver->setResyncOnLoss(true);
-    LossLog losses(receiver);
-    StatusSide side(receiver);
+    HealingReceiver healing(receiver);
+    LossLog& losses = healing.losses;
+    StatusSide& side = healing.side;
     const StopFirst stop([&] { destroyReceiver(receiver); });
-    receiver->init();
-    receiver->start();
-    sendPacket(statusPacket(7));
-    ASSERT_TRUE(waitUntil([&] { return !side.latest(kPoints.back()).empty(); }));
-    ASSERT_FALSE(showsDatabase(receiver, side)) << "the packet's values differ from the database";
+    ASSERT_NO_FATAL_FAILURE(healing.startShowingAStalePacket());
 
     m_server->kill();
     EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::ConnectionLost) >= 1; }));
