@@ -35,7 +35,10 @@ fuzz: deps
 	cmake --build build-fuzz -j $(JOBS) --target fuzzers
 	scripts/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS) $(FUZZERS)
 
-# The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
+# The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer;
+# LeakSanitizer leaves out what CPython and Qt's platform plugins keep
+# (tests/lsan.supp).
+sanitize: export LSAN_OPTIONS = suppressions=$(CURDIR)/tests/lsan.supp
 sanitize: deps
 	cmake -S . -B build-asan -DMV_SANITIZE=address,undefined -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS)
 	cmake --build build-asan -j $(JOBS)

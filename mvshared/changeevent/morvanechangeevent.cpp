@@ -17,7 +17,18 @@
 
 #include <QtCore/QUuid>
 
-#if defined(__GLIBC__)
+/* The C library's malloc_trim, where its allocator is the one in use: a
+ * sanitizer's allocator stands in for it, and trimming arenas it never set
+ * up crashes. */
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#define MV_TRIM_MALLOC 1
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#undef MV_TRIM_MALLOC
+#endif
+#endif
+#endif
+#if defined(MV_TRIM_MALLOC)
 #include <malloc.h>
 #endif
 
@@ -230,7 +241,7 @@ void MorvaneChangeEvent::returnMemoryAfterBursts(bool received)
     if (m_batchesSinceTrim < kBatchesBeforeTrim)
         return;
     m_batchesSinceTrim = 0;
-#if defined(__GLIBC__)
+#if defined(MV_TRIM_MALLOC)
     malloc_trim(0);
 #endif
 }

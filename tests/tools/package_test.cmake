@@ -3,9 +3,14 @@
 # plant: the exported CMake package, the installed headers, the dictionary
 # beside the installed library and the run-time paths all have to work.
 #
-# Expects: BUILD_DIR, SOURCE_DIR, WORK_DIR.
+# Expects: BUILD_DIR, SOURCE_DIR, WORK_DIR; SANITIZE, the sanitizers the
+# installed libraries were built with (a program using them needs them too).
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
+set(sanitize_flags)
+if(SANITIZE)
+  set(sanitize_flags -DCMAKE_CXX_FLAGS=-fsanitize=${SANITIZE} -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=${SANITIZE})
+endif()
 
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix}
                 RESULT_VARIABLE rc OUTPUT_QUIET)
@@ -14,7 +19,7 @@ if(rc)
 endif()
 
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR}/examples/readpoint -B ${WORK_DIR}/build
-                        -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release
+                        -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release ${sanitize_flags}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(rc)
   message(FATAL_ERROR "configuring against the installed package failed:\n${out}\n${err}")
