@@ -7,8 +7,10 @@
 # for SOAK_SECONDS. The resident memory of every process is sampled every
 # SOAK_SAMPLE seconds into soak-<date>/memory.csv. The run passes when each
 # station received exactly what the concentrator packed, nothing was
-# reported lost, and each process's memory after the first sixth of the run
-# stays within 10 % of where it stood then.
+# reported lost, and the memory of each of the product's processes after the
+# first sixth of the run stays within 10 % of where it stood then. The
+# server's own memory follows the backlog in its queues, which comes and
+# goes: it is judged by where it ends.
 #
 #   scripts/soak.sh                 # 30 minutes at 5,000 changes/s
 #   SOAK_SECONDS=120 scripts/soak.sh
@@ -87,7 +89,8 @@ for s in station1 station2; do
 done
 
 # Memory: every process's samples after the first sixth of the run, against
-# the first of them.
+# the first of them: the highest for the product's processes, the last for
+# redis-server.
 awk -F, -v warm=$((SOAK_SECONDS / 6)) '
   NR == 1 { for (i = 2; i <= NF; i++) name[i] = $i; next }
   $1 >= warm {
@@ -100,7 +103,8 @@ awk -F, -v warm=$((SOAK_SECONDS / 6)) '
   END {
     bad = 0
     for (i = 2; i in name; i++) {
-      growth = base[i] ? (top[i] - base[i]) * 100.0 / base[i] : 0
+      judged = name[i] == "redis_kb" ? last[i] : top[i]
+      growth = base[i] ? (judged - base[i]) * 100.0 / base[i] : 0
       printf "%-12s after warm-up %7.1f MB, highest %7.1f MB, last %7.1f MB (%+.1f %%)\n",
              name[i], base[i] / 1024, top[i] / 1024, last[i] / 1024, growth
       if (growth > 10) bad = 1
