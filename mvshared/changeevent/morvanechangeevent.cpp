@@ -11,26 +11,14 @@
  */
 #include <MVShared/MorvaneChangeEvent.h>
 
+#include <MVShared/FreeMemory.h>
+
 #include "changepacket.h"
 #include "losswatch.h"
 #include "receiverlog.h"
 
 #include <QtCore/QUuid>
 
-/* The C library's malloc_trim, where its allocator is the one in use: a
- * sanitizer's allocator stands in for it, and trimming arenas it never set
- * up crashes. */
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define MV_TRIM_MALLOC 1
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#undef MV_TRIM_MALLOC
-#endif
-#endif
-#endif
-#if defined(MV_TRIM_MALLOC)
-#include <malloc.h>
-#endif
 
 namespace {
 
@@ -241,9 +229,7 @@ void MorvaneChangeEvent::returnMemoryAfterBursts(bool received)
     if (m_batchesSinceTrim < kBatchesBeforeTrim)
         return;
     m_batchesSinceTrim = 0;
-#if defined(MV_TRIM_MALLOC)
-    malloc_trim(0);
-#endif
+    Morvane::returnFreeMemory();
 }
 
 int MorvaneChangeEvent::receiveBatch(unsigned int port, DravoDataList& list) const

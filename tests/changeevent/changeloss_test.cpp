@@ -518,21 +518,28 @@ protected:
         ChangeEventTest::SetUp();
     }
 
-    // A started receiver whose box exists; its name.
-    std::string startReceiver(ProbedChangeEvent* receiver)
+    // Starts the receiver, its deliveries followed and (when listening) its
+    // losses, and waits until it delivers. The fixture stops it before the
+    // followers go.
+    void startDelivering(bool listening = true)
     {
-        receiver->init();
-        receiver->start();
-        EXPECT_TRUE(waitUntil([] { return boxesOfKind(kPacketKind).size() == 1; }));
-        const std::vector<DravoEventBoxInfo> boxes = boxesOfKind(kPacketKind);
-        return boxes.empty() ? std::string() : boxes[0].name;
+        m_receiver = newReceiver();
+        if (listening)
+            m_losses = std::make_unique<LossLog>(m_receiver);
+        m_side = std::make_unique<StatusSide>(m_receiver);
+        m_receiver->init();
+        m_receiver->start();
+        ASSERT_TRUE(waitUntil([] { return boxesOfKind(kPacketKind).size() == 1; }));
+        m_box = boxesOfKind(kPacketKind)[0].name;
+        ASSERT_TRUE(deliversAgain(10));
     }
 
-    std::string boxKey(const std::string& name) const { return "dravo:box:" + name; }
+    std::string boxKey() const { return "dravo:box:" + m_box; }
+    int losses(MorvaneChangeEvent::LossReason reason) const { return m_losses ? m_losses->times(reason) : 0; }
 
     // Sends packets until the receiver shows the one sent last: a receiver
     // that has made its box again may miss those sent before.
-    static bool deliversAgain(const StatusSide& side, unsigned seed)
+    bool deliversAgain(unsigned seed) const
     {
         const int id = kPoints.front();
         const std::string expected = rawBytes(patternedChange("CHANGED_STATUS", id, seed + static_cast<unsigned>(id)));
@@ -540,86 +547,64 @@ protected:
             DravoData packet = statusPacket(seed);
             DravoData* records[] = {&packet};
             DravoPlus::SendEventN(kPacketKind, records, 1, 1, nullptr, nullptr);
-            return waitUntil([&] { return side.latest(id) == expected; }, 300ms);
+            return waitUntil([&] { return m_side->latest(id) == expected; }, 300ms);
         });
     }
 
     mvtest::RedisServer m_server;
+    ProbedChangeEvent* m_receiver = nullptr;
+    std::unique_ptr<LossLog> m_losses;
+    std::unique_ptr<StatusSide> m_side;
+    std::string m_box;
 };
 
 TEST_F(DamagedBoxRedisTest, BoxWhosePortIsDamagedIsReportedAndMadeAgain)
 {
-    ProbedChangeEvent* receiver = newReceiver();
-    LossLog losses(receiver);
-    StatusSide side(receiver);
-    const StopFirst stop([&] { destroyReceiver(receiver); });
-    const std::string name = startReceiver(receiver);
-    ASSERT_FALSE(name.empty());
-    ASSERT_TRUE(deliversAgain(side, 10));
-
-    ASSERT_EQ(m_server.command({"HSET", boxKey(name), "port", "abc"}), "0");
-    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxDamaged) >= 1; }))
+    ASSERT_NO_FATAL_FAILURE(startDelivering());
+    ASSERT_EQ(m_server.command({"HSET", boxKey(), "port", "abc"}), "0");
+    EXPECT_TRUE(waitUntil([&] { return losses(MorvaneChangeEvent::BoxDamaged) >= 1; }))
         << "the damage went unannounced";
-    EXPECT_GE(receiver->receiveFailures(), 1u);
-    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
+    EXPECT_GE(m_receiver->receiveFailures(), 1u);
+    EXPECT_TRUE(deliversAgain(20)) << "the receiver did not resume";
     DravoEventBoxInfo info;
-    ASSERT_EQ(DravoPlus::GetEventBoxInfo(name.c_str(), info, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo(m_box.c_str(), info, nullptr), DRAVO_OK);
     EXPECT_EQ(info.damage, "") << "the box was made again whole, under its name";
-    EXPECT_EQ(losses.times(MorvaneChangeEvent::BoxDamaged), 1) << "one damage, one announcement";
-    EXPECT_EQ(losses.times(MorvaneChangeEvent::BoxRecreated), 0) << "making it again is part of the same loss";
+    EXPECT_EQ(losses(MorvaneChangeEvent::BoxDamaged), 1) << "one damage, one announcement";
+    EXPECT_EQ(losses(MorvaneChangeEvent::BoxRecreated), 0) << "making it again is part of the same loss";
 }
 
 TEST_F(DamagedBoxRedisTest, BoxWhoseRecordWasDeletedIsReportedAndMadeAgain)
 {
-    ProbedChangeEvent* receiver = newReceiver();
-    LossLog losses(receiver);
-    StatusSide side(receiver);
-    const StopFirst stop([&] { destroyReceiver(receiver); });
-    const std::string name = startReceiver(receiver);
-    ASSERT_FALSE(name.empty());
-    ASSERT_TRUE(deliversAgain(side, 10));
-
-    ASSERT_EQ(m_server.command({"DEL", boxKey(name)}), "1");
-    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxRecreated) >= 1; }))
+    ASSERT_NO_FATAL_FAILURE(startDelivering());
+    ASSERT_EQ(m_server.command({"DEL", boxKey()}), "1");
+    EXPECT_TRUE(waitUntil([&] { return losses(MorvaneChangeEvent::BoxRecreated) >= 1; }))
         << "the lost box went unannounced";
-    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
+    EXPECT_TRUE(deliversAgain(20)) << "the receiver did not resume";
     DravoEventBoxInfo info;
-    EXPECT_EQ(DravoPlus::GetEventBoxInfo(name.c_str(), info, nullptr), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::GetEventBoxInfo(m_box.c_str(), info, nullptr), DRAVO_OK);
 }
 
 TEST_F(DamagedBoxRedisTest, BoxWhoseQueueHoldsAnotherTypeIsReportedAndMadeAgain)
 {
-    ProbedChangeEvent* receiver = newReceiver();
-    LossLog losses(receiver);
-    StatusSide side(receiver);
-    const StopFirst stop([&] { destroyReceiver(receiver); });
-    const std::string name = startReceiver(receiver);
-    ASSERT_FALSE(name.empty());
-    ASSERT_TRUE(deliversAgain(side, 10));
-
-    const std::string port = m_server.command({"HGET", boxKey(name), "port"});
+    ASSERT_NO_FATAL_FAILURE(startDelivering());
+    const std::string port = m_server.command({"HGET", boxKey(), "port"});
     ASSERT_FALSE(port.empty());
     ASSERT_EQ(m_server.commands({{"DEL", "dravo:q:" + port}, {"SET", "dravo:q:" + port, "not a queue"}}), "OK");
-    EXPECT_TRUE(waitUntil([&] { return losses.times(MorvaneChangeEvent::BoxDamaged) >= 1; }))
+    EXPECT_TRUE(waitUntil([&] { return losses(MorvaneChangeEvent::BoxDamaged) >= 1; }))
         << "the damage went unannounced";
-    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
-    EXPECT_NE(m_server.command({"HGET", boxKey(name), "port"}), port) << "a new box, with a new queue";
+    EXPECT_TRUE(deliversAgain(20)) << "the receiver did not resume";
+    EXPECT_NE(m_server.command({"HGET", boxKey(), "port"}), port) << "a new box, with a new queue";
 }
 
 TEST_F(DamagedBoxRedisTest, ReceiverOfADamagedBoxGoesOnWithoutAnybodyListening)
 {
     // Nobody connected to changesLost: the receiver recovers all the same,
     // and counts what failed.
-    ProbedChangeEvent* receiver = newReceiver();
-    StatusSide side(receiver);
-    const StopFirst stop([&] { destroyReceiver(receiver); });
-    const std::string name = startReceiver(receiver);
-    ASSERT_FALSE(name.empty());
-    ASSERT_TRUE(deliversAgain(side, 10));
-    ASSERT_EQ(m_server.command({"HSET", boxKey(name), "capacity", "-5"}), "0");
-    EXPECT_TRUE(deliversAgain(side, 20)) << "the receiver did not resume";
-    EXPECT_GE(receiver->receiveFailures(), 1u);
-    EXPECT_EQ(receiver->packetsRefused(), 0u);
+    ASSERT_NO_FATAL_FAILURE(startDelivering(false));
+    ASSERT_EQ(m_server.command({"HSET", boxKey(), "capacity", "-5"}), "0");
+    EXPECT_TRUE(deliversAgain(20)) << "the receiver did not resume";
+    EXPECT_GE(m_receiver->receiveFailures(), 1u);
+    EXPECT_EQ(m_receiver->packetsRefused(), 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, ChangeLossTest, ::testing::Values(std::string("embedded"), std::string("redis")),

@@ -29,6 +29,7 @@
  */
 #include "benchcontext.h"
 
+#include <MVShared/FreeMemory.h>
 #include <MVShared/MorvaneChangeEvent.h>
 
 #include <DravoPlus/DravoPlus.h>
@@ -39,17 +40,6 @@
 
 #include <benchmark/benchmark.h>
 
-/* The C library's malloc_trim, where its allocator is the one in use: a
- * sanitizer's allocator stands in for it, and trimming arenas it never set
- * up crashes. */
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define MV_TRIM_MALLOC 1
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#undef MV_TRIM_MALLOC
-#endif
-#endif
-#endif
 #include <malloc.h>
 
 #include <algorithm>
@@ -264,9 +254,7 @@ void BM_Burst100kMemory(benchmark::State& state)
         const double peakMb = std::max(sampler.peakMb, residentMb());
         const double afterMb = residentMb();
         const double heapAfterMb = heapInUseMb();
-#if defined(MV_TRIM_MALLOC)
-        malloc_trim(0);
-#endif
+        Morvane::returnFreeMemory();
         const double trimmedMb = residentMb();
 
         server.shutDown();

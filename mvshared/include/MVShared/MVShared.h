@@ -9,6 +9,7 @@
 
 #include <MVShared/AppIcons.h>
 #include <MVShared/BoundedUncompress.h>
+#include <MVShared/FreeMemory.h>
 #include <MVShared/DataLinkInfo.h>
 #include <MVShared/FormValues.h>
 #include <MVShared/HiDPI.h>
