@@ -77,9 +77,6 @@ void MorvaneChangeEvent::LossWatch::onEventBoxOverflow(const char* box, int drop
         m_receiver.reportLoss(dropped, BoxOverflow);
 }
 
-/* The watch is a listener of the loop's client, from the moment somebody
- * listens for losses or wants them healed until the loop ends; a receiver
- * nobody asks about losses costs the middleware nothing more. */
 bool MorvaneChangeEvent::lossesWanted() const
 {
     return m_resyncOnLoss.load() || isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::changesLost));
@@ -94,6 +91,9 @@ void MorvaneChangeEvent::warn(const QString& kind, const QString& text)
         m_log->warn(kind, text);
 }
 
+/* The watch is a listener of the loop's client, from the moment somebody
+ * listens for losses or wants them healed until the loop ends; a receiver
+ * nobody asks about losses costs the middleware nothing more. */
 void MorvaneChangeEvent::watchLossesIfWanted()
 {
     if (m_lossWatch || !lossesWanted())

@@ -6,8 +6,9 @@
  * a second, a box that is missing (first start, a new name after reload, a
  * server that came back without it) is created on the spot, a box damaged on
  * the server is removed and made again, and an empty wait goes straight into
- * the next one. No failure passes without a log line and a count. What a batch turns into lives in
- * changedispatch.cpp; how losses are noticed and healed, in changeloss.cpp.
+ * the next one. Every failure is counted (and logged, for a receiver whose
+ * losses are wanted). What a batch turns into lives in changedispatch.cpp;
+ * how losses are noticed and healed, in changeloss.cpp.
  */
 #include <MVShared/MorvaneChangeEvent.h>
 
@@ -18,7 +19,6 @@
 #include "receiverlog.h"
 
 #include <QtCore/QUuid>
-
 
 namespace {
 
