@@ -4,22 +4,22 @@
 #ifndef MVTEST_SANITIZERS_H
 #define MVTEST_SANITIZERS_H
 
-#if defined(__SANITIZE_ADDRESS__)
-#define MVTEST_ADDRESS_SANITIZER 1
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define MVTEST_SANITIZER_ALLOCATOR 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define MVTEST_ADDRESS_SANITIZER 1
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define MVTEST_SANITIZER_ALLOCATOR 1
 #endif
 #endif
 
 namespace mvtest {
 
-/* Whether the C library's own allocator serves the program. AddressSanitizer
- * brings its own, which keeps freed memory aside (its quarantine, 256 MB
- * unless told otherwise) to catch uses after free and keeps no statistics
- * of the C library's kind: resident sizes and heap figures then say nothing
- * of what the program itself holds. */
-#if defined(MVTEST_ADDRESS_SANITIZER)
+/* Whether the C library's own allocator serves the program. Address and
+ * thread sanitizers bring their own, which keep freed memory aside (to
+ * catch uses after free) or shadow every byte, and keep no statistics of
+ * the C library's kind: resident sizes and heap figures then say nothing of
+ * what the program itself holds. */
+#if defined(MVTEST_SANITIZER_ALLOCATOR)
 constexpr bool kNativeAllocator = false;
 #else
 constexpr bool kNativeAllocator = true;
