@@ -147,6 +147,7 @@ int RedisBackend::disconnect()
     std::lock_guard<std::mutex> lock(m_mutex);
     m_tasks.clear();
     m_targets.clear();
+    m_arrived.clear();
     return DRAVO_OK;
 }
 
@@ -161,6 +162,7 @@ void RedisBackend::abandon()
         m_wanted = false;
         m_tasks.clear();
         m_targets.clear();
+        m_arrived.clear();
     }
     bringDown(false);
 }
@@ -248,12 +250,21 @@ void RedisBackend::bringDown(bool notify)
     }
 }
 
-/* The farewell: transient boxes go, served targets are free at once, and
- * heartbeat leases start running out. */
+/* The farewell: what this client's receivers were last handed has reached
+ * them, transient boxes go, served targets are free at once, and heartbeat
+ * leases start running out. */
 void RedisBackend::leave()
 {
     if (!m_monitorConnection || m_monitorConnection->broken())
         return;
+    std::map<unsigned int, long> arrived;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        arrived = m_arrived;
+    }
+    for (const auto& [port, records] : arrived)
+        if (records > 0)
+            m_monitorConnection->command({"LTRIM", takenKey(std::to_string(port)), std::to_string(records), "-1"});
     runScript(*m_monitorConnection, Script::Leave, holdings({m_id, std::to_string(leaseMs())}));
 }
 

@@ -29,6 +29,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -185,6 +186,8 @@ private:
     std::size_t m_active = 0;            /* index into m_servers while connected */
     std::set<std::string> m_tasks;       /* heartbeat entries this client holds */
     std::set<std::string> m_targets;     /* packet targets this client serves */
+    std::map<unsigned int, long> m_arrived;  /* ports whose last take reached its caller, with the
+                                                records it held: told with the next take or the farewell */
 
     std::atomic<bool> m_connected{false};
     ConnectionPool m_pool;

@@ -10,7 +10,16 @@
  * reported in its description (redisscripts.cpp); its receiver is refused
  * (DRAVO_MALFORMED) on its next connect or receive, so that it never waits
  * on a box nobody sends to. Receiving takes what is queued in one step and,
- * when nothing is, blocks on the box's list on the caller's own connection.
+ * when nothing is, blocks on the box's list on the caller's own connection
+ * until something comes, then takes it.
+ *
+ * Nothing queued is lost with a reply: a take keeps what it hands out in the
+ * box's taken list on the server, and the receiver's next take either says
+ * how much of it arrived (the reply was read) or asks for it again (the
+ * connection broke under the take, or this process is new to the port). A
+ * farewell says so too, so an orderly successor on a persistent box sees
+ * nothing twice; the successor of a crashed receiver gets its last batch
+ * again.
  */
 #include "redisbackend.h"
 
@@ -63,28 +72,38 @@ int takenResult(Taken taken)
     return taken == Taken::BoxGone ? DRAVO_NOT_FOUND : DRAVO_OK;
 }
 
-/* Takes up to maxRecords at once; blocks until deadline while none come. */
+/* Takes up to maxRecords at once; blocks until deadline while none come.
+ * arrived: how many records the last take from the port that reached this
+ * client held (-1: it cannot tell); on return, the same for this call. */
 int receiveOn(RedisConnection& connection, const std::string& port, DravoDataList& out,
-              const std::string& typeFilter, int maxRecords, Clock::time_point deadline)
+              const std::string& typeFilter, int maxRecords, long& arrived, Clock::time_point deadline)
 {
     const std::string count = std::to_string(maxRecords);
-    const Reply first = runScript(connection, Script::Take, {port, count});
-    if (!first || isError(first.get()))
-        return first ? errorCode(first.get()) : DRAVO_NOT_CONNECTED;
-    if (integer(first.get()) == -1)
-        return DRAVO_NOT_FOUND;
-    Taken taken = takeItems(first.get(), out, typeFilter);
-    while (taken == Taken::None) {
+    for (;;) {
+        const Reply reply =
+            runScript(connection, Script::Take, {port, count, arrived < 0 ? "again" : std::to_string(arrived)});
+        arrived = -1;
+        if (!reply || isError(reply.get()))
+            return reply ? errorCode(reply.get()) : DRAVO_NOT_CONNECTED;
+        if (integer(reply.get()) == -1)
+            return DRAVO_NOT_FOUND;
+        arrived = static_cast<long>(size(reply.get()));
+        const Taken taken = takeItems(reply.get(), out, typeFilter);
+        if (taken != Taken::None)
+            return takenResult(taken);
         const long left = msUntil(deadline);
         if (left <= 0)
             return DRAVO_TIMEOUT;
-        const Reply popped = connection.blockingCommand(
-            {"BLMPOP", blockingTimeout(left), "1", queueKey(port), "LEFT", "COUNT", count}, left);
-        if (!popped || isError(popped.get()))
-            return popped ? errorCode(popped.get()) : DRAVO_NOT_CONNECTED;
-        taken = takeItems(at(popped.get(), 1), out, typeFilter);
+        // Waits for the queue without taking from it (its head goes back
+        // where it was), so a wait whose reply is lost loses nothing.
+        const std::string queue = queueKey(port);
+        const Reply woken =
+            connection.blockingCommand({"BLMOVE", queue, queue, "LEFT", "LEFT", blockingTimeout(left)}, left);
+        if (!woken || isError(woken.get()))
+            return woken ? errorCode(woken.get()) : DRAVO_NOT_CONNECTED;
+        if (isNil(woken.get()))
+            return DRAVO_TIMEOUT;
     }
-    return takenResult(taken);
 }
 
 } // namespace
@@ -161,9 +180,23 @@ int RedisBackend::receive(unsigned int port, DravoDataList& out, const std::stri
     if (maxRecords < 1)
         return DRAVO_BAD_ARGUMENT;
     out.clear();
-    return exchange([&](RedisConnection& connection) -> int {
-        return receiveOn(connection, std::to_string(port), out, typeFilter, maxRecords, deadline);
+    long arrived = -1;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        const auto known = m_arrived.find(port);
+        if (known != m_arrived.end())
+            arrived = known->second;
+    }
+    const int rc = exchange([&](RedisConnection& connection) -> int {
+        return receiveOn(connection, std::to_string(port), out, typeFilter, maxRecords, arrived, deadline);
     });
+    // Only a take whose answer was read here is known to have arrived.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (rc == DRAVO_OK || rc == DRAVO_TIMEOUT)
+        m_arrived[port] = arrived;
+    else
+        m_arrived.erase(port);
+    return rc;
 }
 
 int RedisBackend::boxInfo(const std::string& name, DravoEventBoxInfo& out)

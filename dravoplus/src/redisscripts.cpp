@@ -13,6 +13,10 @@
  *   port:<port>       the name of the box that owns a port
  *   q:<port>          list: a box's queue, oldest first; an empty element
  *                     tells a waiting receiver that the box is gone
+ *   taken:<port>      list: what takes from a box handed out, kept until
+ *                     its receiver says it arrived (with its next take or
+ *                     its farewell) and handed out again when the receiver
+ *                     cannot tell whether the reply reached it
  *   lastport, lasthandle   counters
  *   alive:<client>    present while the client is connected (renewed by it),
  *                     and for a grace period after it lost touch: its
@@ -160,8 +164,10 @@ local function readBox(name)
   if not isCount(v[7]) then return false, 'its dropped count is not a number' end
   local queue = P .. 'q:' .. v[5]
   if not fits(queue, 'list') then return false, 'its queue is not a list' end
+  local taken = P .. 'taken:' .. v[5]
+  if not fits(taken, 'list') then return false, 'what it handed out is not a list' end
   return {name = name, key = key, kind = v[1], capacity = tonumber(v[2]), domain = v[3], owner = v[4],
-          port = v[5], persistent = v[6], dropped = v[7], queue = queue}
+          port = v[5], persistent = v[6], dropped = v[7], queue = queue, taken = taken}
 end
 
 -- Records a damaged box missed, per box name.
@@ -235,7 +241,7 @@ local function removeBox(name)
   forgetSkipped(name)
   if isCount(port) then
     local queue = P .. 'q:' .. port
-    redis.call('DEL', P .. 'port:' .. port, queue)
+    redis.call('DEL', P .. 'port:' .. port, queue, P .. 'taken:' .. port)
     redis.call('RPUSH', queue, '')
     redis.call('PEXPIRE', queue, 60000)
   end
@@ -459,7 +465,7 @@ until port ~= 0 and redis.call('EXISTS', P .. 'port:' .. port) == 0
 redis.call('HSET', key, 'kind', ARGV[2], 'capacity', ARGV[3], 'domain', ARGV[4], 'owner', ARGV[5],
            'port', port, 'persistent', '0', 'dropped', '0')
 redis.call('SET', P .. 'port:' .. port, ARGV[1])
-redis.call('DEL', P .. 'q:' .. port)
+redis.call('DEL', P .. 'q:' .. port, P .. 'taken:' .. port)
 redis.call('SADD', subscribed, ARGV[1])
 redis.call('ZADD', P .. 'boxes', 0, ARGV[1])
 forgetSkipped(ARGV[1])
@@ -484,17 +490,43 @@ if holderOf(P .. 'port:' .. box.port) ~= ARGV[1] then refuse('box ' .. ARGV[1] .
 return tonumber(box.port)
 )lua"},
     {Script::Take, R"lua(
-local portKey = P .. 'port:' .. ARGV[1]
+-- ARGV: port, count, and how many of the last batch handed out from the port
+-- reached the receiver ('again' when it cannot tell: a new process, or a
+-- reply lost with its connection). What is handed out stays in the box's
+-- taken list until the receiver says it arrived; what is still there is
+-- handed out again, oldest first, before anything new.
+local port, count, arrived = ARGV[1], tonumber(ARGV[2]), tonumber(ARGV[3])
+local portKey = P .. 'port:' .. port
 local name = holderOf(portKey)
-if not name then return -1 end
+if not name then
+  redis.call('DEL', P .. 'taken:' .. port)
+  return -1
+end
 local box, damage = readBox(name)
 if box == nil then
-  redis.call('DEL', portKey, P .. 'q:' .. ARGV[1])
+  redis.call('DEL', portKey)
+  redis.call('DEL', P .. 'q:' .. port, P .. 'taken:' .. port)
   return -1
 end
 if not box then refuse('box ' .. name .. ': ' .. damage) end
-if box.port ~= ARGV[1] then refuse('box ' .. name .. ': its port is not its own') end
-return redis.call('LPOP', box.queue, ARGV[2]) or {}
+if box.port ~= port then refuse('box ' .. name .. ': its port is not its own') end
+if arrived then redis.call('LTRIM', box.taken, arrived, -1) end
+local owed = redis.call('LRANGE', box.taken, 0, count - 1)
+if #owed > 0 then return owed end
+if permitted('RPUSH', box.taken, '') then
+  local items = redis.call('LPOP', box.queue, count)
+  if not items then return {} end
+  pushAll(box.taken, items, 1, #items)
+  return items
+end
+-- A role that may put nothing into a list (a viewer) moves what it takes.
+local items = {}
+for i = 1, count do
+  local item = redis.call('LMOVE', box.queue, box.taken, 'LEFT', 'RIGHT')
+  if not item then break end
+  items[i] = item
+end
+return items
 )lua"},
     {Script::BoxInfo, R"lua(
 return describeBox(ARGV[1])
@@ -693,6 +725,11 @@ std::string recordKey(const std::string& name)
 std::string queueKey(const std::string& port)
 {
     return kPrefix + std::string("q:") + port;
+}
+
+std::string takenKey(const std::string& port)
+{
+    return kPrefix + std::string("taken:") + port;
 }
 
 std::string packetQueueKey(const std::string& target)

@@ -40,7 +40,7 @@ enum class Script {
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
     DeleteBox,       /* name -> 1 | 0 */
     Connect,         /* name -> port | 0 (no box); a damaged box is refused */
-    Take,            /* port, max -> forms | -1 (no box); a damaged box is refused */
+    Take,            /* port, max, arrived | "again" -> forms | -1 (no box); a damaged box is refused */
     BoxInfo,         /* name -> description | nil */
     ListBoxes,       /* -> descriptions in name order */
     Contend,         /* task, me, holder name, record form, leaseMs -> 1 | 0 (held) */
@@ -58,6 +58,7 @@ enum class Script {
 /* Key names the client side uses directly. */
 DRAVO_AUTOTEST_EXPORT std::string recordKey(const std::string& name);
 std::string queueKey(const std::string& port);
+std::string takenKey(const std::string& port);
 std::string packetQueueKey(const std::string& target);
 std::string replyKey(const std::string& handle);
 

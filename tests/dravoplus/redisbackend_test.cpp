@@ -8,6 +8,7 @@
 // backend shares with the embedded one.
 #include "middlewarefixture.h"
 
+#include "faultylink.h"
 #include "isolatedsettings.h"
 #include "redisserver.h"
 
@@ -765,6 +766,150 @@ TEST_F(RedisBackendTest, LoadPlantWritesThePlantThatOtherClientsRead)
     ASSERT_EQ(station.run([&] { return DravoPlus::GetDataPointByTypeName("STATION", stations, nullptr, nullptr); }),
               DRAVO_OK);
     EXPECT_EQ(stations.size(), summary.stations);
+}
+
+// ---- Nothing handed out is lost with its reply ------------------------------------
+
+// Records named stem-1 .. stem-count, sent to a kind in one go.
+int sendNamed(int kind, const std::string& stem, int count)
+{
+    std::vector<DravoData> records;
+    for (int i = 1; i <= count; ++i) {
+        records.emplace_back("STATUS_CHANGE", (stem + "-" + std::to_string(i)).c_str());
+        records.back().PutValue("pid", i);
+    }
+    std::vector<DravoData*> pointers;
+    for (DravoData& record : records)
+        pointers.push_back(&record);
+    return DravoPlus::SendEventN(kind, pointers.data(), static_cast<int>(pointers.size()), 0, "test", nullptr);
+}
+
+// Receives from a port, at most maxRecords a time, until nothing has come
+// for a while; the names of what came, in order. A receive that fails (its
+// connection went) is simply made again, as a receiving task would.
+std::vector<std::string> namesReceived(unsigned int port, int maxRecords)
+{
+    std::vector<std::string> names;
+    const auto limit = std::chrono::steady_clock::now() + 20s;
+    while (std::chrono::steady_clock::now() < limit) {
+        DravoDataList list;
+        const int rc = DravoPlus::ReceiveEventN(port, list, nullptr, maxRecords, 100, nullptr, nullptr);
+        if (rc == DRAVO_TIMEOUT)
+            break;
+        if (rc != DRAVO_OK) {
+            std::this_thread::sleep_for(50ms);
+            continue;
+        }
+        for (int i = 0; i < list.size(); ++i)
+            names.emplace_back(list[i].GetDataName());
+    }
+    return names;
+}
+
+std::vector<std::string> namesOf(const std::string& stem, int first, int last)
+{
+    std::vector<std::string> names;
+    for (int i = first; i <= last; ++i)
+        names.push_back(stem + "-" + std::to_string(i));
+    return names;
+}
+
+// Another process on the box "Taker": it connects to it and takes one batch
+// of at most maxRecords; the names it took.
+std::vector<std::string> takeOnceAs(const conformance::ScopedClient& process, int maxRecords)
+{
+    std::vector<std::string> names;
+    process.run([&] {
+        unsigned int port = 0;
+        int rc = DravoPlus::ConnectPortForRecv("Taker", port, nullptr, nullptr);
+        DravoDataList list;
+        if (rc == DRAVO_OK)
+            rc = DravoPlus::ReceiveEventN(port, list, nullptr, maxRecords, 100, nullptr, nullptr);
+        for (int i = 0; i < list.size(); ++i)
+            names.emplace_back(list[i].GetDataName());
+        return rc;
+    });
+    return names;
+}
+
+class RedisLostReplyTest : public RedisBackendTest
+{
+protected:
+    void SetUp() override
+    {
+        RedisBackendTest::SetUp();
+        ASSERT_TRUE(m_server.isRunning()) << m_server.error();
+        ASSERT_TRUE(m_link.isRunning());
+        ASSERT_EQ(useServers(m_link.address()), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::CreateEventBox("Taker", kKind, 100, nullptr, nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectPortForRecv("Taker", m_port, nullptr, nullptr), DRAVO_OK);
+    }
+
+    static constexpr int kKind = 0x430000;
+    mvtest::RedisServer m_server;
+    mvtest::FaultyLink m_link{m_server.port()};
+    unsigned int m_port = 0;
+};
+
+TEST_F(RedisLostReplyTest, BatchWhoseReplyIsLostIsHandedOutAgainInOrderAndNothingTwice)
+{
+    ASSERT_EQ(sendNamed(kKind, "Lost", 4), DRAVO_OK);
+    m_link.loseReplyHolding("Lost-2");
+    DravoDataList list;
+    EXPECT_NE(DravoPlus::ReceiveEventN(m_port, list, nullptr, 3, 100, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(m_link.lost(), 1);
+    // Taken again one at a time: what the lost batch held beyond one goes
+    // back ahead of what was queued after it.
+    EXPECT_EQ(namesReceived(m_port, 1), namesOf("Lost", 1, 4));
+}
+
+TEST_F(RedisLostReplyTest, WaitWhoseReplyIsLostTakesNothing)
+{
+    m_link.loseReplyHolding("Waited-1");
+    auto waiting = std::async(std::launch::async, [&] {
+        DravoDataList list;
+        return DravoPlus::ReceiveEventN(m_port, list, nullptr, 10, 1000, nullptr, nullptr);
+    });
+    // Sent once the receiver waits, or before it took: either answer is
+    // the one lost.
+    std::this_thread::sleep_for(200ms);
+    ASSERT_EQ(sendNamed(kKind, "Waited", 2), DRAVO_OK);
+    ASSERT_EQ(waiting.wait_for(20s), std::future_status::ready);
+    EXPECT_NE(waiting.get(), DRAVO_OK);
+    ASSERT_EQ(m_link.lost(), 1);
+    EXPECT_EQ(namesReceived(m_port, 10), namesOf("Waited", 1, 2));
+}
+
+TEST_F(RedisLostReplyTest, OrderlySuccessorOnAPersistentBoxSeesNothingTwice)
+{
+    ASSERT_EQ(DravoPlus::SetPersistent("Taker", true, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(sendNamed(kKind, "Kept", 3), DRAVO_OK);
+    {
+        conformance::ScopedClient first;
+        ASSERT_EQ(first.connectResult(), DRAVO_OK);
+        EXPECT_EQ(takeOnceAs(first, 2), namesOf("Kept", 1, 2));
+    }
+    EXPECT_EQ(namesReceived(m_port, 10), namesOf("Kept", 3, 3));
+}
+
+TEST_F(RedisLostReplyTest, CrashedReceiversLastBatchGoesToItsSuccessor)
+{
+    ASSERT_EQ(DravoPlus::SetPersistent("Taker", true, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(sendNamed(kKind, "Crash", 3), DRAVO_OK);
+    {
+        conformance::ScopedClient doomed;
+        ASSERT_EQ(doomed.connectResult(), DRAVO_OK);
+        EXPECT_EQ(takeOnceAs(doomed, 2), namesOf("Crash", 1, 2));
+        // Gone before it could tell whether it handled them.
+        doomed.die();
+    }
+    // This process is new to the port: what the dead one took last comes
+    // again, then the rest.
+    ASSERT_EQ(DravoPlus::DisConnectMid(nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Taker", m_port, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(namesReceived(m_port, 10), namesOf("Crash", 1, 3));
 }
 
 } // namespace

@@ -203,6 +203,59 @@ TEST_F(RedisRolesTest, ViewersWritesSendsAndBoxRemovalsAreRefusedAndChangeNothin
     EXPECT_EQ(viewer->run([] { return DravoPlus::IsConnect(nullptr); }), DRAVO_OK) << "a refusal is no disconnect";
 }
 
+TEST_F(RedisRolesTest, ViewerPutsNothingIntoAnyBoxYetWhatItTookIsHandedOutAgainAfterItsCrash)
+{
+    ASSERT_EQ(DravoPlus::CreateEventBox("alarm-list", kNotifyKind, 100, nullptr, nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    {
+        const auto doomed = clientAs("dravo-viewer", "viewer-secret");
+        ASSERT_EQ(doomed->connectResult(), DRAVO_OK);
+        ASSERT_EQ(doomed->run([&] {
+            const int rc = DravoPlus::CreateEventBox("wall-display", kNotifyKind, 100, nullptr, nullptr);
+            return rc == DRAVO_OK ? DravoPlus::SetPersistent("wall-display", true, nullptr, nullptr) : rc;
+        }), DRAVO_OK);
+        ASSERT_EQ(doomed->run([&] { return DravoPlus::ConnectPortForRecv("wall-display", port, nullptr, nullptr); }),
+                  DRAVO_OK);
+        for (int code = 1; code <= 3; ++code) {
+            DravoData notice("NOTIFY_MESSAGE");
+            notice.PutValue("cmdCode", code);
+            ASSERT_EQ(DravoPlus::SendEvent(kNotifyKind, notice, nullptr, nullptr), DRAVO_OK);
+        }
+        DravoDataList taken;
+        ASSERT_EQ(doomed->run([&] { return DravoPlus::ReceiveEventN(port, taken, nullptr, 2, 100, nullptr, nullptr); }),
+                  DRAVO_OK);
+        EXPECT_EQ(taken.size(), 2);
+        doomed->die();
+    }
+
+    // Nothing goes into a box's queue or what it handed out but through the
+    // server's own scripts, and a viewer may run none that would.
+    const std::string port1 = std::to_string(port);
+    for (const std::vector<std::string>& put :
+         {std::vector<std::string>{"RPUSH", "dravo:q:" + port1, "forged"}, {"LPUSH", "dravo:q:" + port1, "forged"},
+          {"RPUSH", "dravo:taken:" + port1, "forged"}, {"LPUSH", "dravo:taken:" + port1, "forged"}}) {
+        SCOPED_TRACE(put[0] + " " + put[1]);
+        const std::string refused = m_server->commands({{"AUTH", "dravo-viewer", "viewer-secret"}, put});
+        EXPECT_EQ(refused.rfind("-NOPERM", 0), 0u) << refused;
+    }
+
+    // The next viewer on the box gets what the dead one took, then the rest.
+    const auto next = clientAs("dravo-viewer", "viewer-secret");
+    ASSERT_EQ(next->connectResult(), DRAVO_OK);
+    std::vector<int> codes;
+    ASSERT_EQ(next->run([&] {
+        int rc = DravoPlus::ConnectPortForRecv("wall-display", port, nullptr, nullptr);
+        while (rc == DRAVO_OK) {
+            DravoDataList list;
+            rc = DravoPlus::ReceiveEventN(port, list, nullptr, 10, 50, nullptr, nullptr);
+            for (int i = 0; i < list.size(); ++i)
+                codes.push_back(static_cast<int>(list[i].GetSignedIntValue("cmdCode")));
+        }
+        return rc;
+    }), DRAVO_TIMEOUT);
+    EXPECT_EQ(codes, (std::vector<int>{1, 2, 3}));
+}
+
 TEST_F(RedisRolesTest, ViewersBoxesGoOnceItsPresenceLapsesWhenAClientThatMayRemoveThemJoins)
 {
     const auto viewer = clientAs("dravo-viewer", "viewer-secret");
