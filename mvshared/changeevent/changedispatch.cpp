@@ -32,6 +32,8 @@ void appendTaken(QList<DravoData>& list, DravoData& change)
 class ClientBatch
 {
 public:
+    /* Room for that many more changes of any one kind. */
+    void expect(int more);
     void add(DravoData& change);
 
     /* The latest status or text change of each point, by ascending id. */
@@ -45,27 +47,41 @@ public:
     mapEvent statusMap;
     mapEvent analogMap;
     mapEvent textMap;
-    /* The displays' "data" are the status and text points; analog values
-     * have their own signals and stay out. The records live in statusMap
-     * and textMap. */
-    QMap<int, const DravoData*> points;
     QMap<QString, mapEvent> nonPoints;
+
+private:
+    /* The displays' "data" are the status and text points; analog values
+     * have their own signals and stay out. A point id that came both as a
+     * status and as a text change (which the runtime never sends) gives the
+     * kind that came last. */
+    QMap<int, ChangePacket::Kind> m_lastOfBoth;
 };
+
+void ClientBatch::expect(int more)
+{
+    for (QList<DravoData>* list : {&statusList, &analogList, &textList})
+        list->reserve(list->size() + more);
+}
 
 void ClientBatch::add(DravoData& change)
 {
-    const int id = change.GetSignedIntValue("pid");
-    switch (ChangePacket::kindOfChange(change.GetTypeName())) {
+    const ChangePacket::Kind kind = ChangePacket::kindOfChange(change.GetTypeName());
+    const int id = ChangePacket::pointIdOf(change, kind);
+    switch (kind) {
     case ChangePacket::Analog:
-        analogMap[id] = change;
+        analogMap.insert(id, change);
         appendTaken(analogList, change);
         break;
     case ChangePacket::Status:
-        points[id] = &(statusMap[id] = change);
+        if (!textMap.isEmpty() && textMap.contains(id))
+            m_lastOfBoth.insert(id, kind);
+        statusMap.insert(id, change);
         appendTaken(statusList, change);
         break;
     case ChangePacket::Text:
-        points[id] = &(textMap[id] = change);
+        if (!statusMap.isEmpty() && statusMap.contains(id))
+            m_lastOfBoth.insert(id, kind);
+        textMap.insert(id, change);
         appendTaken(textList, change);
         break;
     default:
@@ -74,12 +90,24 @@ void ClientBatch::add(DravoData& change)
     }
 }
 
+/* Both maps are in id order already: merged, not sorted again. */
 QList<DravoData> ClientBatch::pointList() const
 {
     QList<DravoData> list;
-    list.reserve(points.size());
-    for (const DravoData* change : points)
-        list.append(*change);
+    list.reserve(statusMap.size() + textMap.size());
+    auto status = statusMap.cbegin();
+    auto text = textMap.cbegin();
+    while (status != statusMap.cend() || text != textMap.cend()) {
+        if (text == textMap.cend() || (status != statusMap.cend() && status.key() < text.key())) {
+            list.append(*status++);
+        } else if (status == statusMap.cend() || text.key() < status.key()) {
+            list.append(*text++);
+        } else {
+            list.append(m_lastOfBoth.value(status.key()) == ChangePacket::Text ? *text : *status);
+            ++status;
+            ++text;
+        }
+    }
     return list;
 }
 
@@ -173,13 +201,14 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
             reportLoss(1, PacketRefused);
             continue;
         }
+        batch.expect(changes.size());
         for (DravoData& change : changes) {
             if (tracking)
                 noteDelivered(change);
             batch.add(change);
         }
     }
-    if (!batch.points.isEmpty())
+    if (!batch.statusMap.isEmpty() || !batch.textMap.isEmpty())
         Q_EMIT dataChanged(batch.pointList());
     if (!batch.statusMap.isEmpty()) {
         Q_EMIT statusChanged(batch.statusList);
@@ -207,6 +236,8 @@ void MorvaneChangeEvent::publishAndDeliverToTask(DravoDataList& changes)
     QList<DravoData> status;
     QList<DravoData> analog;
     QList<DravoData> text;
+    for (QList<DravoData>* list : {&status, &analog, &text})
+        list->reserve(changes.size());
     const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
     for (DravoData& change : changes) {
         if (tracking)

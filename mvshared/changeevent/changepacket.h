@@ -15,7 +15,6 @@
 #include <DravoPlus/DravoData.h>
 
 #include <QtCore/QByteArray>
-#include <QtCore/QDataStream>
 #include <QtCore/QList>
 
 class ChangePacket
@@ -63,6 +62,9 @@ public:
 
     /* The kind of a change by its type name as read back from a packet. */
     static Kind kindOfChange(const char* typeName);
+    /* The point id ("pid") of a change read back from a packet, of the
+     * kind kindOfChange gave. */
+    static qint32 pointIdOf(const DravoData& change, Kind kind);
     /* The record type a change is published as, by its type name either as
      * published or as read back ("CHANGED_STATUS" gives "STATUS"); null for
      * records the packet does not carry. */
@@ -70,7 +72,6 @@ public:
 
 private:
     QByteArray m_body;
-    QDataStream m_stream;
 };
 
 #endif
