@@ -14,7 +14,9 @@
 #include "partialwrite.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -49,70 +51,146 @@ std::u16string utf16From(const char* p, std::size_t bytes, bool stopAtZero)
 
 /* ---- DravoData ----------------------------------------------------------- */
 
+struct DravoData::Contents {
+    std::atomic<int> references{1};
+    const DravoRecordType* type = nullptr;
+    std::string typeName;       /* kept for records of unknown types */
+    std::string dataName;
+    std::vector<char> raw;
+    std::vector<VariableField> fields;
+
+    Contents() = default;
+    Contents(const Contents& other)
+        : type(other.type), typeName(other.typeName), dataName(other.dataName), raw(other.raw), fields(other.fields)
+    {
+    }
+    Contents& operator=(const Contents&) = delete;
+};
+
+const DravoData::Contents& DravoData::contents() const
+{
+    static const Contents empty;   // what an empty nameless record reads as
+    return m_contents ? *m_contents : empty;
+}
+
+DravoData::Contents& DravoData::edit()
+{
+    if (!m_contents) {
+        m_contents = new Contents;
+    } else if (m_contents->references.load(std::memory_order_acquire) != 1) {
+        Contents* own = new Contents(*m_contents);
+        if (m_contents->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            delete m_contents;
+        m_contents = own;
+    }
+    return *m_contents;
+}
+
 DravoData::DravoData() = default;
 
 DravoData::DravoData(const char* typeName, const char* dataName)
 {
     if (typeName && *typeName) {
-        m_type = dravo::findType(typeName);
-        if (m_type)
-            m_raw.assign(static_cast<std::size_t>(m_type->size), '\0');
+        Contents& c = edit();
+        c.type = dravo::findType(typeName);
+        if (c.type)
+            c.raw.assign(static_cast<std::size_t>(c.type->size), '\0');
         else
-            m_typeName = typeName;
+            c.typeName = typeName;
     }
     if (dataName)
-        m_dataName = dataName;
+        edit().dataName = dataName;
 }
 
-DravoData::DravoData(const DravoData& other) = default;
-DravoData::DravoData(DravoData&& other) noexcept = default;
-DravoData& DravoData::operator=(const DravoData& other) = default;
-DravoData& DravoData::operator=(DravoData&& other) noexcept = default;
-DravoData::~DravoData() = default;
+DravoData::DravoData(const DravoData& other) : m_contents(other.m_contents)
+{
+    if (m_contents)
+        m_contents->references.fetch_add(1, std::memory_order_relaxed);
+}
+
+DravoData::DravoData(DravoData&& other) noexcept : m_contents(other.m_contents)
+{
+    other.m_contents = nullptr;
+}
+
+DravoData& DravoData::operator=(const DravoData& other)
+{
+    DravoData copy(other);
+    std::swap(m_contents, copy.m_contents);
+    return *this;
+}
+
+/* The moved-from record is left an empty nameless one, as a moved-from
+ * copy constructor leaves it. */
+DravoData& DravoData::operator=(DravoData&& other) noexcept
+{
+    DravoData taken(std::move(other));
+    std::swap(m_contents, taken.m_contents);
+    return *this;
+}
+
+DravoData::~DravoData()
+{
+    if (m_contents && m_contents->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        delete m_contents;
+}
+
+const DravoRecordType* DravoData::recordType() const
+{
+    return contents().type;
+}
+
+const std::vector<DravoData::VariableField>& DravoData::variableFields() const
+{
+    return contents().fields;
+}
 
 bool DravoData::IsGood() const
 {
-    return m_type || m_typeName.empty();
+    const Contents& c = contents();
+    return c.type || c.typeName.empty();
 }
 
 const char* DravoData::GetTypeName() const
 {
-    return m_type ? m_type->name.c_str() : m_typeName.c_str();
+    const Contents& c = contents();
+    return c.type ? c.type->name.c_str() : c.typeName.c_str();
 }
 
 const char* DravoData::GetDataName() const
 {
-    return m_dataName.c_str();
+    return contents().dataName.c_str();
 }
 
 void DravoData::SetFullName(const char* dataName)
 {
-    m_dataName = dataName ? dataName : "";
+    edit().dataName = dataName ? dataName : "";
 }
 
 const char* DravoData::GetRawValue() const
 {
-    return m_raw.data();
+    return contents().raw.data();
 }
 
 char* DravoData::GetRawValue()
 {
-    return m_raw.data();
+    return edit().raw.data();
 }
 
 int DravoData::GetBufferSize() const
 {
-    return static_cast<int>(m_raw.size());
+    return static_cast<int>(contents().raw.size());
 }
 
 int DravoData::SetRawValue(const void* buffer, int size)
 {
     if (size < 0 || (!buffer && size > 0))
         return DRAVO_BAD_ARGUMENT;
+    Contents& c = edit();
     const char* bytes = static_cast<const char*>(buffer);
-    m_raw.assign(bytes, bytes + size);
-    if (m_type && m_raw.size() < static_cast<std::size_t>(m_type->size))
-        m_raw.resize(static_cast<std::size_t>(m_type->size), '\0');
+    c.raw.assign(bytes, bytes + size);
+    if (c.type && c.raw.size() < static_cast<std::size_t>(c.type->size))
+        c.raw.resize(static_cast<std::size_t>(c.type->size), '\0');
     return DRAVO_OK;
 }
 
@@ -126,9 +204,10 @@ int DravoData::SetMidType(const char* typeName, const void* buffer, int size)
         if (!type)
             return DRAVO_UNKNOWN_TYPE;
     }
-    m_type = type;
-    m_typeName.clear();
-    m_fields.clear();
+    Contents& c = edit();
+    c.type = type;
+    c.typeName.clear();
+    c.fields.clear();
     return SetRawValue(buffer, size);
 }
 
@@ -140,10 +219,11 @@ int DravoData::CastType(const char* typeName)
         if (!type)
             return DRAVO_UNKNOWN_TYPE;
     }
-    m_type = type;
-    m_typeName.clear();
-    if (m_type && m_raw.size() < static_cast<std::size_t>(m_type->size))
-        m_raw.resize(static_cast<std::size_t>(m_type->size), '\0');
+    Contents& c = edit();
+    c.type = type;
+    c.typeName.clear();
+    if (c.type && c.raw.size() < static_cast<std::size_t>(c.type->size))
+        c.raw.resize(static_cast<std::size_t>(c.type->size), '\0');
     return DRAVO_OK;
 }
 
@@ -189,27 +269,29 @@ int DravoData::PutValueImpl(const char* field, DravoFieldKind kind, const void* 
 {
     if (!field)
         return DRAVO_BAD_ARGUMENT;
-    if (!m_type)
+    const DravoRecordType* type = recordType();
+    if (!type)
         return IsGood() ? DRAVO_UNKNOWN_FIELD : DRAVO_UNKNOWN_TYPE;
-    const DravoFieldDef* def = m_type->find(field);
+    const DravoFieldDef* def = type->find(field);
     if (!def)
         return DRAVO_UNKNOWN_FIELD;
     std::string bytes;
     DravoFieldKind stored = DravoKindNone;
     if (int rc = dravo::encodeField(*def, kind, data, size, bytes, stored))
         return rc;
+    Contents& c = edit();
     if (def->isFixed()) {
-        std::memcpy(m_raw.data() + def->offset, bytes.data(), bytes.size());
+        std::memcpy(c.raw.data() + def->offset, bytes.data(), bytes.size());
         return DRAVO_OK;
     }
-    for (VariableField& f : m_fields) {
+    for (VariableField& f : c.fields) {
         if (f.name == field) {
             f.kind = stored;
             f.bytes = std::move(bytes);
             return DRAVO_OK;
         }
     }
-    m_fields.push_back({field, stored, std::move(bytes)});
+    c.fields.push_back({field, stored, std::move(bytes)});
     return DRAVO_OK;
 }
 
@@ -218,12 +300,13 @@ int DravoData::GetValueImpl(const char* field, DravoFieldKind kind, void* out, s
     if (!out || size != static_cast<std::size_t>(dravo::scalarSize(kind)) || !dravo::isNumeric(kind))
         return DRAVO_BAD_ARGUMENT;
     std::memset(out, 0, size);
-    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    const Contents& c = contents();
+    const DravoFieldDef* def = c.type && field ? c.type->find(field) : nullptr;
     if (!def)
         return DRAVO_UNKNOWN_FIELD;
     if (def->isFixed())
-        return dravo::decodeNumber(def->kind, m_raw.data() + def->offset, static_cast<std::size_t>(def->size), kind, out);
-    const VariableField* v = findVariable(m_fields, field);
+        return dravo::decodeNumber(def->kind, c.raw.data() + def->offset, static_cast<std::size_t>(def->size), kind, out);
+    const VariableField* v = findVariable(c.fields, field);
     if (!v)
         return DRAVO_NOT_FOUND;
     return dravo::decodeNumber(v->kind, v->bytes.data(), v->bytes.size(), kind, out);
@@ -232,11 +315,12 @@ int DravoData::GetValueImpl(const char* field, DravoFieldKind kind, void* out, s
 int DravoData::GetValue(const char* field, std::string& out) const
 {
     out.clear();
-    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    const Contents& c = contents();
+    const DravoFieldDef* def = c.type && field ? c.type->find(field) : nullptr;
     if (!def)
         return DRAVO_UNKNOWN_FIELD;
     if (def->isFixed()) {
-        const char* p = m_raw.data() + def->offset;
+        const char* p = c.raw.data() + def->offset;
         if (def->kind == DravoKindText)
             out.assign(p, textLength(p, static_cast<std::size_t>(def->size)));
         else if (def->kind == DravoKindBytes)
@@ -245,7 +329,7 @@ int DravoData::GetValue(const char* field, std::string& out) const
             return DRAVO_WRONG_KIND;
         return DRAVO_OK;
     }
-    const VariableField* v = findVariable(m_fields, field);
+    const VariableField* v = findVariable(c.fields, field);
     if (!v)
         return DRAVO_NOT_FOUND;
     if (v->kind != DravoKindText && v->kind != DravoKindBytes)
@@ -257,16 +341,17 @@ int DravoData::GetValue(const char* field, std::string& out) const
 int DravoData::GetValue(const char* field, std::u16string& out) const
 {
     out.clear();
-    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    const Contents& c = contents();
+    const DravoFieldDef* def = c.type && field ? c.type->find(field) : nullptr;
     if (!def)
         return DRAVO_UNKNOWN_FIELD;
     if (def->isFixed()) {
         if (def->kind != DravoKindUtf16)
             return DRAVO_WRONG_KIND;
-        out = utf16From(m_raw.data() + def->offset, static_cast<std::size_t>(def->size), true);
+        out = utf16From(c.raw.data() + def->offset, static_cast<std::size_t>(def->size), true);
         return DRAVO_OK;
     }
-    const VariableField* v = findVariable(m_fields, field);
+    const VariableField* v = findVariable(c.fields, field);
     if (!v)
         return DRAVO_NOT_FOUND;
     if (v->kind != DravoKindUtf16)
@@ -277,10 +362,11 @@ int DravoData::GetValue(const char* field, std::u16string& out) const
 
 int DravoData::GetValue(const char* field, DravoData& out) const
 {
-    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    const Contents& c = contents();
+    const DravoFieldDef* def = c.type && field ? c.type->find(field) : nullptr;
     if (!def)
         return DRAVO_UNKNOWN_FIELD;
-    const VariableField* v = def->isFixed() ? nullptr : findVariable(m_fields, field);
+    const VariableField* v = def->isFixed() ? nullptr : findVariable(c.fields, field);
     if (!v)
         return def->isFixed() ? DRAVO_WRONG_KIND : DRAVO_NOT_FOUND;
     if (v->kind != DravoKindRecord)
@@ -325,17 +411,19 @@ std::u16string DravoData::GetWStringValue(const char* field) const
 
 bool DravoData::HasField(const char* field) const
 {
-    const DravoFieldDef* def = m_type && field ? m_type->find(field) : nullptr;
+    const Contents& c = contents();
+    const DravoFieldDef* def = c.type && field ? c.type->find(field) : nullptr;
     if (!def)
         return false;
-    return def->isFixed() || findVariable(m_fields, field) != nullptr;
+    return def->isFixed() || findVariable(c.fields, field) != nullptr;
 }
 
 std::vector<std::string> DravoData::VariableFieldNames() const
 {
+    const std::vector<VariableField>& fields = contents().fields;
     std::vector<std::string> names;
-    names.reserve(m_fields.size());
-    for (const VariableField& f : m_fields)
+    names.reserve(fields.size());
+    for (const VariableField& f : fields)
         names.push_back(f.name);
     return names;
 }
@@ -439,8 +527,9 @@ int DravoPartialData::ApplyTo(DravoData& record) const
     std::vector<dravo::FieldPatch> patches;
     if (const int rc = dravo::fieldPatches(*this, *type, patches))
         return rc;
+    std::vector<char>& raw = record.edit().raw;
     for (const dravo::FieldPatch& patch : patches)
-        std::memcpy(record.m_raw.data() + patch.offset, patch.bytes.data(), patch.bytes.size());
+        std::memcpy(raw.data() + patch.offset, patch.bytes.data(), patch.bytes.size());
     return DRAVO_OK;
 }
 

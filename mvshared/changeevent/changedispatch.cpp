@@ -19,8 +19,13 @@
 
 namespace {
 
-/* Appends change to list without copying its bytes (a text change is
- * nearly 15 KB); change is left empty. */
+/* A burst's records are copied into several lists and maps; the lists hold
+ * them in place and a copy shares the record's bytes. */
+static_assert(!QTypeInfo<DravoData>::isLarge && !QTypeInfo<DravoData>::isStatic,
+              "QList holds records in place");
+
+/* Appends change to list by moving it (QList has no appending move);
+ * change is left empty. */
 void appendTaken(QList<DravoData>& list, DravoData& change)
 {
     list.append(DravoData());

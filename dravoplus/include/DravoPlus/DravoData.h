@@ -143,7 +143,7 @@ public:
     std::vector<std::string> VariableFieldNames() const;
 
     /* For the middleware's own use. */
-    const DravoRecordType* recordType() const { return m_type; }
+    const DravoRecordType* recordType() const;
 
     template <typename T>
     static constexpr DravoFieldKind DravoKindOf()
@@ -163,16 +163,32 @@ public:
         DravoFieldKind kind;
         std::string bytes;
     };
-    const std::vector<VariableField>& variableFields() const { return m_fields; }
+    const std::vector<VariableField>& variableFields() const;
 
 private:
     friend class DravoPartialData;
-    const DravoRecordType* m_type = nullptr;
-    std::string m_typeName;       /* kept for records of unknown types */
-    std::string m_dataName;
-    std::vector<char> m_raw;
-    std::vector<VariableField> m_fields;
+    /* What a record holds. Copies of a record share it until one of them is
+     * changed, which first gives that copy its own: a burst of changes
+     * passes each record through several lists, maps and signals, and a
+     * copy then costs a count, not an allocation and the record's bytes. */
+    struct Contents;
+    const Contents& contents() const;
+    /* The contents for changing, this record's own. */
+    Contents& edit();
+
+    Contents* m_contents = nullptr;   /* null: an empty nameless record */
 };
+
+/* A record is one pointer that may be moved in memory as it is, so Qt's
+ * containers hold it in place rather than in a node of its own. Only code
+ * built with Qt can hold records in Qt's containers, and all of it sees
+ * this. */
+#if defined(__has_include)
+#if __has_include(<QtCore/qtypeinfo.h>)
+#include <QtCore/qtypeinfo.h>
+Q_DECLARE_TYPEINFO(DravoData, Q_MOVABLE_TYPE);
+#endif
+#endif
 
 class DRAVOPLUS_EXPORT DravoPartialData
 {

@@ -1,0 +1,108 @@
+// record_test.cpp: records are values. Copies share what they hold until
+// one of them changes, and no change to one copy, by any setter, shows in
+// another, on any thread.
+#include <DravoPlus/DravoPlus.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+DravoData statusRecord(int pid)
+{
+    DravoData record("STATUS", "STATUS1");
+    record.PutValue("pid", pid);
+    return record;
+}
+
+// Each way of changing a record, applied to the copy of a status record.
+const std::vector<std::pair<const char*, void (*)(DravoData&)>> kChanges = {
+    {"PutValue", [](DravoData& r) { r.PutValue("pid", 99); }},
+    {"SetFullName", [](DravoData& r) { r.SetFullName("renamed"); }},
+    {"GetRawValue", [](DravoData& r) { r.GetRawValue()[10] = 'x'; }},
+    {"SetRawValue", [](DravoData& r) { r.SetRawValue("abc", 3); }},
+    {"SetMidType", [](DravoData& r) { r.SetMidType("ANALOG", "abc", 3); }},
+    {"CastType", [](DravoData& r) { r.CastType("ANALOG"); }},
+    {"ApplyTo",
+     [](DravoData& r) {
+         DravoPartialData partial("STATUS");
+         partial.PutValue("pid", 77);
+         partial.ApplyTo(r);
+     }},
+    {"assignment", [](DravoData& r) { r = DravoData("ANALOG"); }},
+};
+
+TEST(RecordCopyTest, EveryChangeToACopyLeavesTheOriginalAsItWas)
+{
+    for (const auto& [how, change] : kChanges) {
+        SCOPED_TRACE(how);
+        const DravoData original = statusRecord(5);
+        const std::string before = DravoPlus::SerializeRecord(original);
+        DravoData copy(original);
+        change(copy);
+        EXPECT_NE(DravoPlus::SerializeRecord(copy), before) << "the change did not take";
+        EXPECT_EQ(DravoPlus::SerializeRecord(original), before);
+    }
+}
+
+TEST(RecordCopyTest, EveryChangeToTheOriginalLeavesItsCopiesAsTheyWere)
+{
+    for (const auto& [how, change] : kChanges) {
+        SCOPED_TRACE(how);
+        DravoData original = statusRecord(5);
+        DravoData assigned;
+        assigned = original;
+        const DravoData copied(original);
+        const std::string before = DravoPlus::SerializeRecord(copied);
+        change(original);
+        EXPECT_EQ(DravoPlus::SerializeRecord(copied), before);
+        EXPECT_EQ(DravoPlus::SerializeRecord(assigned), before);
+    }
+}
+
+TEST(RecordCopyTest, AMovedFromRecordIsAnEmptyNamelessRecord)
+{
+    DravoData source = statusRecord(5);
+    DravoData constructed(std::move(source));
+    EXPECT_EQ(constructed.GetSignedIntValue("pid"), 5);
+    EXPECT_STREQ(source.GetTypeName(), "");
+    EXPECT_EQ(source.GetBufferSize(), 0);
+    EXPECT_TRUE(source.IsGood());
+
+    DravoData target = statusRecord(6);
+    DravoData other = statusRecord(7);
+    target = std::move(other);
+    EXPECT_EQ(target.GetSignedIntValue("pid"), 7);
+    EXPECT_STREQ(other.GetTypeName(), "");
+    EXPECT_EQ(other.GetBufferSize(), 0);
+}
+
+TEST(RecordCopyTest, CopiesMadeAndChangedOnManyThreadsStayTheirOwn)
+{
+    const DravoData shared = statusRecord(1);
+    const std::string before = DravoPlus::SerializeRecord(shared);
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 2000; ++i) {
+                DravoData copy(shared);
+                DravoData again = copy;
+                const int pid = t * 10000 + i;
+                copy.PutValue("pid", pid);
+                if (copy.GetSignedIntValue("pid") != pid || again.GetSignedIntValue("pid") != 1)
+                    ++wrong;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(DravoPlus::SerializeRecord(shared), before);
+}
+
+} // namespace
