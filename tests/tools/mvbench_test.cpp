@@ -1,9 +1,11 @@
 // mvbench_test.cpp: mvbench against a Redis server the test starts: the
 // batch read of 10,000 names costs about one server command where reading
 // them one by one costs 10,000, and a command round trip reports its median
-// and 99th percentile beside its baseline. The burst of 100,000 changes, on
-// the embedded server and on Redis, delivers every change, reports the
-// process's memory around it and leaves no event box behind.
+// and 99th percentile beside its baseline, and the batched change streams
+// to four and to 32 applications deliver every change to every receiver.
+// The burst of 100,000 changes, on the embedded server and on Redis,
+// delivers every change, reports the process's memory around it and leaves
+// no event box behind.
 #include "redisserver.h"
 #include "sanitizers.h"
 
@@ -80,8 +82,9 @@ TEST(MvbenchRedisTest, BatchReadIsOneRoundTripAndCommandsReportTheirPercentiles)
     EXPECT_TRUE(run.out.contains(QStringLiteral("2000 commands answered by a driver / 2000 single reads")));
 }
 
-// The run of one benchmark as Google Benchmark writes it in JSON: its name,
-// error and counters; empty when the file holds no such run.
+// The run of one benchmark as Google Benchmark writes it in JSON: its name
+// (the function's, before "/iterations:..."), error and counters; empty when
+// the file holds no such run.
 QJsonObject benchmarkRun(const QString& jsonFile, const QString& name)
 {
     QFile file(jsonFile);
@@ -89,10 +92,52 @@ QJsonObject benchmarkRun(const QString& jsonFile, const QString& name)
         return {};
     const QJsonArray runs = QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("benchmarks")).toArray();
     for (const QJsonValue& run : runs) {
-        if (run.toObject().value(QStringLiteral("run_name")).toString().startsWith(name))
+        if (run.toObject().value(QStringLiteral("run_name")).toString().section(QLatin1Char('/'), 0, 0) == name)
             return run.toObject();
     }
     return {};
+}
+
+// A batched change stream row and its pipelined pub/sub baseline, on a Redis
+// server of their own: both run their iterations, count every change at
+// every receiver (a loss or a duplicate is an error of the row) and report
+// their rate, and the summary pairs them under meaning.
+void runStreamPair(const QString& measured, const QString& baseline, const QString& meaning)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    QTemporaryDir dir;
+    const QString json = dir.filePath(QStringLiteral("streams.json"));
+    const Outcome run = mvbench({QStringLiteral("--servers=") + QString::fromStdString(server.address()),
+                                 QStringLiteral("--benchmark_filter=^(%1|%2)/").arg(measured, baseline),
+                                 QStringLiteral("--benchmark_out_format=json"), QStringLiteral("--benchmark_out=") + json,
+                                 QStringLiteral("--benchmark_color=false")});
+    ASSERT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+    for (const QString& name : {measured, baseline}) {
+        const QJsonObject row = benchmarkRun(json, name);
+        ASSERT_FALSE(row.isEmpty()) << name.toStdString() << run.out.toStdString();
+        EXPECT_FALSE(row.value(QStringLiteral("error_occurred")).toBool())
+            << name.toStdString() << ": " << row.value(QStringLiteral("error_message")).toString().toStdString();
+        EXPECT_EQ(row.value(QStringLiteral("iterations")).toDouble(), 3.0) << name.toStdString();
+        EXPECT_GT(row.value(QStringLiteral("changes/s")).toDouble(), 0) << name.toStdString();
+    }
+    const auto [rate, baselineRate] = summaryRow(run.out, QStringLiteral("changes/s"));
+    EXPECT_GT(rate, 0) << run.out.toStdString();
+    EXPECT_GT(baselineRate, 0) << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains(meaning)) << run.out.toStdString();
+    EXPECT_EQ(server.command({"ZCARD", "dravo:boxes"}), "0") << "the receivers' boxes are deleted after the row";
+}
+
+TEST(MvbenchRedisTest, BatchedChangeStreamReachesFourApplications)
+{
+    runStreamPair(QStringLiteral("BM_ChangeStreamFourClients"), QStringLiteral("BM_ChangeStreamBaseline_PubSubPipelined"),
+                  QStringLiteral("20000 changes in writes of 100 to four operators / 100 PUBLISHes a pipeline"));
+}
+
+TEST(MvbenchRedisTest, BatchedChangeStreamReachesThirtyTwoApplications)
+{
+    runStreamPair(QStringLiteral("BM_ChangeStreamManyClients"), QStringLiteral("BM_ChangeStreamBaseline_PubSubPipelined32"),
+                  QStringLiteral("20000 changes in writes of 100 to 32 operators / pipelined to 32 subscribers"));
 }
 
 // The burst row on the server named: every change arrives, and the memory

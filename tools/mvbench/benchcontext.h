@@ -17,8 +17,14 @@ namespace mvbench {
 void ensurePlant();
 
 /* count publishing partial writes that flip the state of 500 status points
- * (round makes each call's values differ from the last's). */
-void writeStatusChanges(int count, int round);
+ * (round makes each call's values differ from the last's); false at the
+ * first write that fails (the rest are not written). */
+bool writeStatusChanges(int count, int round);
+
+/* The same count changes written batch at a time, one publishing
+ * PutPartialDataPoints per batch; false if a batch failed (the rest are not
+ * written). */
+bool writeStatusChangeBatches(int count, int batch, int round);
 
 /* The event boxes made while it lives (a change event receiver leaves its
  * box behind when it stops): named by queued(), and deleted when it goes

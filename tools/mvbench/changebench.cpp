@@ -131,19 +131,42 @@ void BM_UnpackBaseline_qUncompress(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kBatch);
 }
 
-} // namespace
-
-/* Publishing writes that flip the state of the batch's points, as a field
- * scan burst would. */
-void mvbench::writeStatusChanges(int count, int round)
+/* The i-th of a run of changes that flip the state of the batch's points, as
+ * a field scan burst would (round makes each run's values differ from the
+ * last's). */
+DravoPartialData statusChange(int i, int round)
 {
     static const std::vector<DravoData> points = statusBatch();
+    const auto size = static_cast<int>(points.size());
+    DravoPartialData change("STATUS", points[static_cast<std::size_t>(i % size)].GetDataName());
+    change.PutValue("lastvalue", static_cast<std::int8_t>((i / size + round) % 2));
+    return change;
+}
+
+} // namespace
+
+bool mvbench::writeStatusChanges(int count, int round)
+{
     for (int i = 0; i < count; ++i) {
-        const DravoData& point = points[static_cast<std::size_t>(i) % points.size()];
-        DravoPartialData change("STATUS", point.GetDataName());
-        change.PutValue("lastvalue", static_cast<std::int8_t>((i / static_cast<int>(points.size()) + round) % 2));
-        DravoPlus::PutPartialDataPoint(nullptr, change, nullptr, nullptr);
+        if (DravoPlus::PutPartialDataPoint(nullptr, statusChange(i, round), nullptr, nullptr) != DRAVO_OK)
+            return false;
     }
+    return true;
+}
+
+/* The same changes in calls of batch partials each, as a server task that
+ * polls a whole remote unit writes them. */
+bool mvbench::writeStatusChangeBatches(int count, int batch, int round)
+{
+    bool written = batch > 0;
+    std::vector<DravoPartialData> partials;
+    for (int i = 0; written && i < count; i += batch) {
+        partials.clear();
+        for (int j = i; j < count && j < i + batch; ++j)
+            partials.push_back(statusChange(j, round));
+        written = DravoPlus::PutPartialDataPoints(partials, nullptr, nullptr) == DRAVO_OK;
+    }
+    return written;
 }
 
 namespace {
@@ -185,8 +208,9 @@ void BM_EndToEndBaseline_RawBox(benchmark::State& state)
     for (auto _ : state) {
         const long target = received.load() + kEndToEndChanges;
         const auto start = std::chrono::steady_clock::now();
-        mvbench::writeStatusChanges(kEndToEndChanges, round++);
-        if (!waitFor(received, target))
+        if (!mvbench::writeStatusChanges(kEndToEndChanges, round++))
+            state.SkipWithError("a write failed");
+        else if (!waitFor(received, target))
             state.SkipWithError("changes were lost");
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
@@ -215,8 +239,9 @@ void BM_EndToEndChangeDistribution(benchmark::State& state)
     for (auto _ : state) {
         const long target = delivered.load() + kEndToEndChanges;
         const auto start = std::chrono::steady_clock::now();
-        mvbench::writeStatusChanges(kEndToEndChanges, round++);
-        if (!waitFor(delivered, target))
+        if (!mvbench::writeStatusChanges(kEndToEndChanges, round++))
+            state.SkipWithError("a write failed");
+        else if (!waitFor(delivered, target))
             state.SkipWithError("changes were lost");
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }

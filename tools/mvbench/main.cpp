@@ -61,18 +61,18 @@ public:
 
     void printSummary() const
     {
-        std::printf("\n%-34s %14s %14s %9s  %s\n", "measurement", "time", "baseline", "ratio", "meaning");
+        std::printf("\n%-40s %14s %14s %9s  %s\n", "measurement", "time", "baseline", "ratio", "meaning");
         for (const Pair& p : pairs()) {
             const auto m = m_results.find(p.measured);
             const auto b = m_results.find(p.baseline);
             if (m == m_results.end() || b == m_results.end())
                 continue;
-            std::printf("%-34s %11.1f us %11.1f us %9.2f  %s\n", p.measured.c_str(), m->second.realNs / 1000.0,
+            std::printf("%-40s %11.1f us %11.1f us %9.2f  %s\n", p.measured.c_str(), m->second.realNs / 1000.0,
                         b->second.realNs / 1000.0, m->second.realNs / b->second.realNs, p.meaning.c_str());
             for (const auto& [name, value] : m->second.counters) {
                 const auto other = b->second.counters.find(name);
                 if (other != b->second.counters.end())
-                    std::printf("%-34s %14.0f %14.0f %9.2f  %s of the measurement / of the baseline\n",
+                    std::printf("%-40s %14.0f %14.0f %9.2f  %s of the measurement / of the baseline\n",
                                 ("  " + name).c_str(), value, other->second, value / other->second, name.c_str());
             }
         }

@@ -5,10 +5,12 @@
  *                   server processed per call counted (round trips);
  *                   baseline: the same 10,000 records read one GetDataPoint
  *                   at a time;
- *   change stream   publishing partial writes until each of four operator
- *                   applications has every change on its signals; baseline:
- *                   the same changes PUBLISHed straight to four Redis
- *                   subscribers (no point database, no boxes, no packing);
+ *   change stream   publishing partial writes, 100 changes a call (or one
+ *                   a call), until each of four (or 32) operator
+ *                   applications has every change on its signals;
+ *                   baselines: the same changes PUBLISHed straight to as
+ *                   many Redis subscribers, 100 commands a pipeline (or one
+ *                   a round trip), with no point database, boxes or packing;
  *   command         a command packet to a driver and its reply, median and
  *                   99th percentile; baseline: one GetDataPoint round trip.
  *
@@ -41,6 +43,9 @@ namespace {
 constexpr int kNames = 10000;
 constexpr int kStreamChanges = 20000;
 constexpr int kStreamClients = 4;
+constexpr int kManyClients = 32;
+/* Changes per call of the batched writers, and PUBLISHes per pipeline. */
+constexpr int kStreamBatch = 100;
 constexpr int kCommands = 2000;
 const char* const kDriverTarget = "mvbench-driver";
 /* The record of the sample plant's first status point. */
@@ -176,7 +181,17 @@ void reportStreamRate(benchmark::State& state)
                                                      benchmark::Counter::kIsRate);
 }
 
-bool allReached(const std::vector<std::unique_ptr<std::atomic<long>>>& counters, long target)
+using Counters = std::vector<std::unique_ptr<std::atomic<long>>>;
+
+Counters zeroCounters(int count)
+{
+    Counters counters;
+    for (int i = 0; i < count; ++i)
+        counters.push_back(std::make_unique<std::atomic<long>>(0));
+    return counters;
+}
+
+bool allReached(const Counters& counters, long target)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
     for (const auto& counter : counters) {
@@ -189,7 +204,34 @@ bool allReached(const std::vector<std::unique_ptr<std::atomic<long>>>& counters,
     return true;
 }
 
-void BM_ChangeStreamFourClients(benchmark::State& state)
+/* Every receiver counted exactly the changes sent: none lost, none twice. */
+void checkAllCounted(benchmark::State& state, const Counters& counters, const char* what)
+{
+    const long sent = static_cast<long>(state.iterations()) * kStreamChanges;
+    for (const auto& counter : counters) {
+        if (counter->load() != sent) {
+            state.SkipWithError(what);
+            return;
+        }
+    }
+}
+
+/* How a row's writer puts one iteration's changes. */
+using StreamWriter = bool (*)(int round);
+
+bool writeOneByOne(int round)
+{
+    return mvbench::writeStatusChanges(kStreamChanges, round);
+}
+
+bool writeInBatches(int round)
+{
+    return mvbench::writeStatusChangeBatches(kStreamChanges, kStreamBatch, round);
+}
+
+/* The stream's changes written by write until each of the operator
+ * applications has every one of them on its signals. */
+void streamToApplications(benchmark::State& state, int applications, StreamWriter write)
 {
     mvbench::ensurePlant();
     const mvbench::NewBoxes boxes;
@@ -197,13 +239,12 @@ void BM_ChangeStreamFourClients(benchmark::State& state)
     server.setServerMode();
     server.init();
     std::vector<std::unique_ptr<MorvaneChangeEvent>> clients;
-    std::vector<std::unique_ptr<std::atomic<long>>> delivered;
-    for (int i = 0; i < kStreamClients; ++i) {
+    const Counters delivered = zeroCounters(applications);
+    for (const auto& counter : delivered) {
         clients.push_back(std::make_unique<MorvaneChangeEvent>());
-        delivered.push_back(std::make_unique<std::atomic<long>>(0));
-        std::atomic<long>* counter = delivered.back().get();
+        std::atomic<long>* count = counter.get();
         QObject::connect(clients.back().get(), &MorvaneChangeEvent::statusChanged, clients.back().get(),
-                         [counter](const QList<DravoData>& changes) { *counter += changes.size(); },
+                         [count](const QList<DravoData>& changes) { *count += changes.size(); },
                          Qt::DirectConnection);
         clients.back()->init();
     }
@@ -215,20 +256,112 @@ void BM_ChangeStreamFourClients(benchmark::State& state)
     for (auto _ : state) {
         target += kStreamChanges;
         const auto start = std::chrono::steady_clock::now();
-        mvbench::writeStatusChanges(kStreamChanges, round++);
-        if (!allReached(delivered, target))
+        if (!write(round++))
+            state.SkipWithError("a write failed");
+        else if (!allReached(delivered, target))
             state.SkipWithError("changes were lost");
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
+    /* Each receiver ends its loop after a pause: all are asked at once, so
+     * that they pause together rather than one after another. */
+    server.prepareShutDown();
+    for (const auto& client : clients)
+        client->prepareShutDown();
     server.shutDown();
     for (const auto& client : clients)
         client->shutDown();
+    if (!state.error_occurred())
+        checkAllCounted(state, delivered, "an application did not get every change exactly once");
     reportStreamRate(state);
 }
 
-/* Each change as a whole status record, PUBLISHed to a channel that four
- * subscribers read. */
-void BM_ChangeStreamBaseline_PubSub(benchmark::State& state)
+void BM_ChangeStreamFourClients(benchmark::State& state)
+{
+    streamToApplications(state, kStreamClients, writeInBatches);
+}
+
+void BM_ChangeStreamFourClientsSingleWrites(benchmark::State& state)
+{
+    streamToApplications(state, kStreamClients, writeOneByOne);
+}
+
+void BM_ChangeStreamManyClients(benchmark::State& state)
+{
+    streamToApplications(state, kManyClients, writeInBatches);
+}
+
+/* Subscribers to a channel on connections of their own, each counting the
+ * messages it gets until "stop" comes (or nothing has come for a while). */
+class Subscribers
+{
+public:
+    Subscribers(const std::string& channel, int count) : m_received(zeroCounters(count))
+    {
+        for (const auto& counter : m_received) {
+            std::atomic<long>* received = counter.get();
+            m_threads.emplace_back([this, received, channel] { listen(channel, *received); });
+        }
+    }
+    ~Subscribers()
+    {
+        for (std::thread& t : m_threads)
+            t.join();
+    }
+    Subscribers(const Subscribers&) = delete;
+    Subscribers& operator=(const Subscribers&) = delete;
+
+    /* Whether every subscriber is listening (waits a few seconds at most). */
+    bool listening() const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (m_settled.load() < static_cast<int>(m_threads.size())) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return m_listening.load() == static_cast<int>(m_threads.size());
+    }
+    const Counters& received() const { return m_received; }
+
+private:
+    void listen(const std::string& channel, std::atomic<long>& received)
+    {
+        Context c = connectSide();
+        const Reply confirmation = c ? run(c.get(), {"SUBSCRIBE", channel}) : nullptr;
+        if (confirmation && confirmation->type == REDIS_REPLY_ARRAY)
+            ++m_listening;
+        ++m_settled;
+        if (!confirmation || confirmation->type != REDIS_REPLY_ARRAY)
+            return;
+        redisSetTimeout(c.get(), timeval{5, 0});
+        for (;;) {
+            void* raw = nullptr;
+            if (redisGetReply(c.get(), &raw) != REDIS_OK || !raw)
+                return;
+            const Reply message(static_cast<redisReply*>(raw));
+            if (message->type == REDIS_REPLY_ARRAY && message->elements == 3
+                && std::string(message->element[2]->str, message->element[2]->len) == "stop")
+                return;
+            ++received;
+        }
+    }
+
+    Counters m_received;
+    std::atomic<int> m_listening{0};
+    std::atomic<int> m_settled{0};
+    std::vector<std::thread> m_threads;
+};
+
+/* Whether one PUBLISH reached every subscriber. */
+bool publishedToAll(const Reply& reply, int subscribers)
+{
+    return reply && reply->type == REDIS_REPLY_INTEGER && reply->integer == subscribers;
+}
+
+/* The stream's changes, each as a whole status record, PUBLISHed to a channel
+ * that the subscribers read: one command per round trip, or pipeline of them
+ * sent together before their replies are read. */
+void publishStream(benchmark::State& state, int subscribers, int pipeline)
 {
     Context publisher = connectSide();
     if (!publisher) {
@@ -236,49 +369,57 @@ void BM_ChangeStreamBaseline_PubSub(benchmark::State& state)
         return;
     }
     const std::string channel = "mvbench-changes";
-    std::vector<std::unique_ptr<std::atomic<long>>> received;
-    std::vector<std::thread> subscribers;
-    std::atomic<int> subscribed{0};
-    for (int i = 0; i < kStreamClients; ++i) {
-        received.push_back(std::make_unique<std::atomic<long>>(0));
-        std::atomic<long>* counter = received.back().get();
-        subscribers.emplace_back([counter, &subscribed, &channel] {
-            Context c = connectSide();
-            if (!c)
-                return;
-            run(c.get(), {"SUBSCRIBE", channel});
-            ++subscribed;
-            redisSetTimeout(c.get(), timeval{1, 0});
-            for (;;) {
-                void* raw = nullptr;
-                if (redisGetReply(c.get(), &raw) != REDIS_OK || !raw)
-                    return;
-                const Reply message(static_cast<redisReply*>(raw));
-                if (message->type == REDIS_REPLY_ARRAY && message->elements == 3
-                    && std::string(message->element[2]->str, message->element[2]->len) == "stop")
-                    return;
-                ++*counter;
-            }
-        });
+    const std::string stop = "stop";
+    Subscribers readers(channel, subscribers);
+    if (!readers.listening()) {
+        run(publisher.get(), {"PUBLISH", channel, stop});
+        state.SkipWithError("a subscriber could not subscribe");
+        return;
     }
-    while (subscribed.load() < kStreamClients)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     DravoData change("STATUS", kFirstStatusRecord.c_str());
     const std::string body = DravoPlus::SerializeRecord(change);
+    const char* argv[] = {"PUBLISH", channel.data(), body.data()};
+    const std::size_t lengths[] = {7, channel.size(), body.size()};
     long target = 0;
     for (auto _ : state) {
         target += kStreamChanges;
         const auto start = std::chrono::steady_clock::now();
-        for (int i = 0; i < kStreamChanges; ++i)
-            run(publisher.get(), {"PUBLISH", channel, body});
-        if (!allReached(received, target))
+        bool published = true;
+        for (int i = 0; published && i < kStreamChanges; i += pipeline) {
+            const int commands = std::min(pipeline, kStreamChanges - i);
+            for (int j = 0; j < commands; ++j)
+                redisAppendCommandArgv(publisher.get(), 3, argv, lengths);
+            for (int j = 0; j < commands; ++j) {
+                void* raw = nullptr;
+                published = redisGetReply(publisher.get(), &raw) == REDIS_OK
+                            && publishedToAll(Reply(static_cast<redisReply*>(raw)), subscribers) && published;
+            }
+        }
+        if (!published)
+            state.SkipWithError("a PUBLISH did not reach every subscriber");
+        else if (!allReached(readers.received(), target))
             state.SkipWithError("messages were lost");
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
-    run(publisher.get(), {"PUBLISH", channel, "stop"});
-    for (std::thread& t : subscribers)
-        t.join();
+    run(publisher.get(), {"PUBLISH", channel, stop});
+    if (!state.error_occurred())
+        checkAllCounted(state, readers.received(), "a subscriber did not get every message exactly once");
     reportStreamRate(state);
+}
+
+void BM_ChangeStreamBaseline_PubSub(benchmark::State& state)
+{
+    publishStream(state, kStreamClients, 1);
+}
+
+void BM_ChangeStreamBaseline_PubSubPipelined(benchmark::State& state)
+{
+    publishStream(state, kStreamClients, kStreamBatch);
+}
+
+void BM_ChangeStreamBaseline_PubSubPipelined32(benchmark::State& state)
+{
+    publishStream(state, kManyClients, kStreamBatch);
 }
 
 /* ---- Command round trip ------------------------------------------------------ */
@@ -392,8 +533,12 @@ void BM_CommandBaseline_OneRead(benchmark::State& state)
 const bool registered = [] {
     mvbench::pairWithBaseline("BM_GetDataPointN10000", "BM_GetDataPointNBaseline_OneByOne",
                               "10000 records in one batch read / read one at a time");
-    mvbench::pairWithBaseline("BM_ChangeStreamFourClients", "BM_ChangeStreamBaseline_PubSub",
-                              "20000 changes to four operators / PUBLISHed to four subscribers");
+    mvbench::pairWithBaseline("BM_ChangeStreamFourClients", "BM_ChangeStreamBaseline_PubSubPipelined",
+                              "20000 changes in writes of 100 to four operators / 100 PUBLISHes a pipeline");
+    mvbench::pairWithBaseline("BM_ChangeStreamFourClientsSingleWrites", "BM_ChangeStreamBaseline_PubSub",
+                              "20000 single writes to four operators / one PUBLISH a round trip");
+    mvbench::pairWithBaseline("BM_ChangeStreamManyClients", "BM_ChangeStreamBaseline_PubSubPipelined32",
+                              "20000 changes in writes of 100 to 32 operators / pipelined to 32 subscribers");
     mvbench::pairWithBaseline("BM_CommandRoundTrip", "BM_CommandBaseline_OneRead",
                               "2000 commands answered by a driver / 2000 single reads");
     return true;
@@ -404,6 +549,10 @@ const bool registered = [] {
 BENCHMARK(BM_GetDataPointNBaseline_OneByOne)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_GetDataPointN10000)->Iterations(10)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamBaseline_PubSub)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamFourClientsSingleWrites)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamBaseline_PubSubPipelined)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamFourClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamBaseline_PubSubPipelined32)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamManyClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CommandBaseline_OneRead)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CommandRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
