@@ -419,18 +419,35 @@ deliver(ARGV[2], '', ARGV, 3 + 2 * n)
 return 1
 )lua"},
     {Script::Patch, R"lua(
-local forms, results = {}, {}
+-- Every record the batch touches is read in one call per thousand (a key
+-- that holds no string reads as nil there and is told apart below), and
+-- written back the same way once every patch applied.
+local count = tonumber(ARGV[3])
+local names, keys, seen = {}, {}, {}
 local i = 4
-for entry = 1, tonumber(ARGV[3]) do
+for _ = 1, count do
+  local name = ARGV[i]
+  if not seen[name] then
+    seen[name] = true
+    names[#names + 1] = name
+    keys[#keys + 1] = P .. 'rec:' .. name
+  end
+  i = i + 3 + 2 * tonumber(ARGV[i + 2])
+end
+local current = {}
+for first = 1, #keys, 1000 do
+  local values = redis.call('MGET', unpack(keys, first, math.min(first + 999, #keys)))
+  for k = 1, #values do current[names[first + k - 1]] = values[k] end
+end
+local forms, results = {}, {}
+i = 4
+for entry = 1, count do
   local name, rtype, fields = ARGV[i], ARGV[i + 1], tonumber(ARGV[i + 2])
   i = i + 3
-  local form = forms[name]
+  local form = forms[name] or current[name]
   if not form then
-    local key = P .. 'rec:' .. name
-    local t = keyType(key)
-    if t == 'none' then return {1, entry} end
-    if t ~= 'string' then return {3, entry} end
-    form = redis.call('GET', key)
+    if keyType(P .. 'rec:' .. name) == 'none' then return {1, entry} end
+    return {3, entry}
   end
   local stored, start, length = rawPart(form)
   if stored ~= rtype then return {2, entry} end
@@ -443,7 +460,14 @@ for entry = 1, tonumber(ARGV[3]) do
   forms[name] = form
   results[#results + 1] = form
 end
-for name, form in pairs(forms) do redis.call('SET', P .. 'rec:' .. name, form) end
+local writes = {}
+for name, form in pairs(forms) do
+  writes[#writes + 1] = P .. 'rec:' .. name
+  writes[#writes + 1] = form
+end
+for first = 1, #writes, 2000 do
+  redis.call('MSET', unpack(writes, first, math.min(first + 1999, #writes)))
+end
 if ARGV[1] == '1' then deliver(ARGV[2], '', results, 1) end
 return {0}
 )lua"},
