@@ -2,7 +2,8 @@
  * record.cpp: DravoData, DravoPartialData and DravoDataList.
  *
  * A record is its type (a pointer into a dictionary that outlives it), its
- * data name, its raw value and its variable fields. Every put goes through
+ * data name, its raw value and its variable fields, held in contents that
+ * its copies share until one of them changes. Every put goes through
  * PutValueImpl / putValue, which encode the value with the field codec and
  * only then touch the record, so a refused put changes nothing.
  */

@@ -41,7 +41,8 @@ public:
     void expect(int more);
     void add(DravoData& change);
 
-    /* The latest status or text change of each point, by ascending id. */
+    /* The latest status or text change of each point, by ascending id: the
+     * displays' "data" (analog values have their own signals). */
     QList<DravoData> pointList() const;
     /* Remote unit and channel records, by type name, then id. */
     QList<DravoData> nonPointList() const;
@@ -55,10 +56,8 @@ public:
     QMap<QString, mapEvent> nonPoints;
 
 private:
-    /* The displays' "data" are the status and text points; analog values
-     * have their own signals and stay out. A point id that came both as a
-     * status and as a text change (which the runtime never sends) gives the
-     * kind that came last. */
+    /* A point id that came both as a status and as a text change (which
+     * the runtime never sends) is listed as the kind that came last. */
     QMap<int, ChangePacket::Kind> m_lastOfBoth;
 };
 
