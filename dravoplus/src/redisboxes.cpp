@@ -103,6 +103,8 @@ int receiveOn(RedisConnection& connection, const std::string& port, DravoDataLis
             return woken ? errorCode(woken.get()) : DRAVO_NOT_CONNECTED;
         if (isNil(woken.get()))
             return DRAVO_TIMEOUT;
+        if (text(woken.get()).empty())
+            return DRAVO_NOT_FOUND;   // the mark of a removed box
     }
 }
 

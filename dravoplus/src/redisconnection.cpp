@@ -339,10 +339,13 @@ bool RedisConnection::isPrimary()
     return text(at(role.get(), 0)) == "master";
 }
 
+/* Only the reading side is shut: a blocked read ends at once, and a write
+ * the interrupted thread makes before it notices (the next command of a
+ * loop) still goes out instead of raising SIGPIPE in the process. */
 void RedisConnection::interrupt()
 {
     if (m_context && m_context->fd >= 0)
-        ::shutdown(m_context->fd, SHUT_RDWR);
+        ::shutdown(m_context->fd, SHUT_RD);
 }
 
 /* ---- The pool ------------------------------------------------------------------ */
