@@ -5,7 +5,8 @@
 // the embedded server and on Redis, delivers every change, reports the
 // process's memory around it and leaves no event box behind. The
 // plant-scale rows, at sizes capped by MVBENCH_PLANT_MAX_POINTS, report
-// their counters and leave the server holding the sample plant alone.
+// their counters and leave the server holding the sample plant alone; a
+// cap that is no plant size ends the run before anything is measured.
 #include "redisserver.h"
 #include "sanitizers.h"
 
@@ -186,6 +187,19 @@ void runPlantRows(const QString& servers, const QString& suffix)
               0);
     EXPECT_TRUE(run.out.contains(QStringLiteral("load per point, 20000 / 10000 points"))) << run.out.toStdString();
     EXPECT_TRUE(run.out.contains(QStringLiteral("a point name resolved before (cache) / a new one (server)")));
+}
+
+TEST(MvbenchTest, AMaximumPlantSizeThatIsNoNumberEndsTheRunWithAReason)
+{
+    for (const char* cap : {"many", "0", "1000001"}) {
+        const Outcome run = mvbench({QStringLiteral("--benchmark_filter=BM_LoadPlant")},
+                                    {{QStringLiteral("MVBENCH_PLANT_MAX_POINTS"), QLatin1String(cap)}});
+        EXPECT_EQ(run.exitCode, 2) << cap;
+        EXPECT_TRUE(run.err.contains(QStringLiteral("MVBENCH_PLANT_MAX_POINTS must be a whole number from 1 to "
+                                                    "1000000, not '%1'").arg(QLatin1String(cap))))
+            << run.err.toStdString();
+        EXPECT_FALSE(run.out.contains(QStringLiteral("BM_LoadPlant"))) << "nothing is measured";
+    }
 }
 
 TEST(MvbenchTest, PlantRowsReportLoadCostPerPointMemoryAndNameCache)
