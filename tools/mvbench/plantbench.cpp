@@ -1,6 +1,14 @@
 /*
  * plantbench.cpp: how the point database scales with the size of the plant.
  *
+ *   batch read       BM_GetDataPointN100k: GetDataPointN of the 100,000
+ *                    point records of the 100,000-point plant, with rss_mb
+ *                    taken while the records are held;
+ *   name cache       BM_PointNameCacheHit100k: ScadaRuntimeInterface's
+ *                    pointIdWithName of a name it has resolved before, with
+ *                    every name of that plant in its cache; baseline
+ *                    BM_PointNameCacheMiss100k: names it has not seen, each
+ *                    asked of the server;
  *   load             BM_LoadPlant/<points>: LoadPlant of a generated plant
  *                    file of 10,000, 100,000 and 1,000,000 points into a
  *                    server that holds the sample plant; counters: points,
@@ -9,15 +17,8 @@
  *                    the allocator gave its free pages back: what the loaded
  *                    plant itself holds). The largest plant is compared with
  *                    the smallest per point.
- *   batch read       BM_GetDataPointN100k: GetDataPointN of the 100,000
- *                    point records of the 100,000-point plant, with rss_mb
- *                    taken while the records are held;
- *   name cache       BM_PointNameCacheHit100k: ScadaRuntimeInterface's
- *                    pointIdWithName of a name it has resolved before, with
- *                    every name of that plant in its cache; baseline
- *                    BM_PointNameCacheMiss100k: names it has not seen, each
- *                    asked of the server.
  *
+ * The read rows run first, before the process has held a larger plant.
  * On a Redis server (--servers=redis://...) the rows are named with
  * "Redis" after the row's name (BM_LoadPlantRedis/<points>, ...), so runs
  * on both servers can be put side by side; rss_mb is then this client's
@@ -122,9 +123,9 @@ public:
             return false;
         m_loaded = points;
         for (std::size_t first = 0; first < records.size(); first += kWriteBatch) {
-            const auto end = records.begin() + static_cast<std::ptrdiff_t>(std::min(records.size(), first + kWriteBatch));
-            const int rc = DravoPlus::PutDataPoints(std::vector<DravoData>(records.begin() + static_cast<std::ptrdiff_t>(first), end),
-                                                    nullptr, nullptr);
+            const auto from = records.begin() + static_cast<std::ptrdiff_t>(first);
+            const auto to = records.begin() + static_cast<std::ptrdiff_t>(std::min(records.size(), first + kWriteBatch));
+            const int rc = DravoPlus::PutDataPoints(std::vector<DravoData>(from, to), nullptr, nullptr);
             if (rc != DRAVO_OK) {
                 error = "cannot write the generated plant of " + std::to_string(points) + " points: code "
                         + std::to_string(rc);
