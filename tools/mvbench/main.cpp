@@ -84,7 +84,7 @@ public:
     }
 
 private:
-    /* The counter per names, 1 without one. */
+    /* The value of the counter that per names; 1 without one. */
     static double divisor(const Result& r, const std::string& per)
     {
         const auto counter = r.counters.find(per);
