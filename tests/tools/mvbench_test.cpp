@@ -5,7 +5,10 @@
 // to four and to 32 applications deliver every change to every receiver.
 // The burst of 100,000 changes, on the embedded server and on Redis,
 // delivers every change, reports the process's memory around it and leaves
-// no event box behind.
+// no event box behind. The plant-scale rows, at sizes capped by
+// MVBENCH_PLANT_MAX_POINTS, report their counters and leave the server
+// holding the sample plant alone; a cap that is no plant size ends the run
+// before anything is measured.
 #include "redisserver.h"
 #include "sanitizers.h"
 
@@ -14,6 +17,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QList>
+#include <QPair>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -33,10 +38,12 @@ struct Outcome {
     QString err;
 };
 
-Outcome mvbench(const QStringList& arguments)
+Outcome mvbench(const QStringList& arguments, const QList<QPair<QString, QString>>& variables = {})
 {
     QTemporaryDir dir;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const auto& [name, value] : variables)
+        env.insert(name, value);
     env.insert(QStringLiteral("DRAVO_SETTINGS"), dir.filePath(QStringLiteral("servers.conf")));
     env.remove(QStringLiteral("DRAVO_WAIT_SCALE"));
     QProcess process;
@@ -185,6 +192,74 @@ TEST(MvbenchRedisTest, BurstDeliversEveryChangeAndLeavesNoEventBoxBehind)
     ASSERT_TRUE(server.isRunning()) << server.error();
     runBurst(QString::fromStdString(server.address()));
     EXPECT_EQ(server.command({"ZCARD", "dravo:boxes"}), "0") << "the receivers' boxes are deleted after the row";
+}
+
+// The plant rows with every plant capped at 20,000 points: loads of 10,000
+// and 20,000 points compared per point, the batch read and the name cache
+// on the 20,000-point plant. suffix is "Redis" on a Redis server.
+void runPlantRows(const QString& servers, const QString& suffix)
+{
+    QTemporaryDir dir;
+    const QString json = dir.filePath(QStringLiteral("plant.json"));
+    const Outcome run = mvbench({QStringLiteral("--servers=") + servers,
+                                 QStringLiteral("--benchmark_filter=BM_LoadPlant|GetDataPointN100k|PointNameCache"),
+                                 QStringLiteral("--benchmark_min_time=0.01"),
+                                 QStringLiteral("--benchmark_out_format=json"), QStringLiteral("--benchmark_out=") + json,
+                                 QStringLiteral("--benchmark_color=false")},
+                                {{QStringLiteral("MVBENCH_PLANT_MAX_POINTS"), QStringLiteral("20000")}});
+    ASSERT_EQ(run.exitCode, 0) << run.out.toStdString() << run.err.toStdString();
+
+    const auto row = [&](const QString& name) {
+        const QJsonObject found = benchmarkRun(json, name);
+        EXPECT_FALSE(found.isEmpty()) << name.toStdString() << "\n" << run.out.toStdString();
+        EXPECT_FALSE(found.value(QStringLiteral("error_occurred")).toBool())
+            << name.toStdString() << ": " << found.value(QStringLiteral("error_message")).toString().toStdString();
+        return found;
+    };
+    for (const int points : {10000, 20000}) {
+        const QJsonObject load = row(QStringLiteral("BM_LoadPlant%1/%2").arg(suffix).arg(points));
+        EXPECT_EQ(load.value(QStringLiteral("points")).toDouble(), points);
+        EXPECT_GT(load.value(QStringLiteral("us_per_point")).toDouble(), 0);
+        EXPECT_GT(load.value(QStringLiteral("rss_mb")).toDouble(), 0);
+        EXPECT_GT(load.value(QStringLiteral("rss_before_mb")).toDouble(), 0);
+    }
+    const QJsonObject read = row(QStringLiteral("BM_GetDataPointN100k") + suffix);
+    EXPECT_EQ(read.value(QStringLiteral("names")).toDouble(), 20000.0);
+    EXPECT_GT(read.value(QStringLiteral("rss_mb")).toDouble(), 0);
+    EXPECT_GT(row(QStringLiteral("BM_PointNameCacheHit100k") + suffix).value(QStringLiteral("cached_names")).toDouble(),
+              0);
+    EXPECT_GT(row(QStringLiteral("BM_PointNameCacheMiss100k") + suffix).value(QStringLiteral("real_time")).toDouble(),
+              0);
+    EXPECT_TRUE(run.out.contains(QStringLiteral("load per point, 20000 / 10000 points"))) << run.out.toStdString();
+    EXPECT_TRUE(run.out.contains(QStringLiteral("a point name resolved before (cache) / a new one (server)")));
+}
+
+TEST(MvbenchTest, AMaximumPlantSizeThatIsNoNumberEndsTheRunWithAReason)
+{
+    for (const char* cap : {"many", "0", "1000001"}) {
+        const Outcome run = mvbench({QStringLiteral("--benchmark_filter=BM_LoadPlant")},
+                                    {{QStringLiteral("MVBENCH_PLANT_MAX_POINTS"), QLatin1String(cap)}});
+        EXPECT_EQ(run.exitCode, 2) << cap;
+        EXPECT_TRUE(run.err.contains(QStringLiteral("MVBENCH_PLANT_MAX_POINTS must be a whole number from 1 to "
+                                                    "1000000, not '%1'").arg(QLatin1String(cap))))
+            << run.err.toStdString();
+        EXPECT_FALSE(run.out.contains(QStringLiteral("BM_LoadPlant"))) << "nothing is measured";
+    }
+}
+
+TEST(MvbenchTest, PlantRowsReportLoadCostPerPointMemoryAndNameCache)
+{
+    runPlantRows(QStringLiteral("embedded"), QString());
+}
+
+TEST(MvbenchRedisTest, PlantRowsReportLoadCostPerPointAndLeaveTheSamplePlantAlone)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    runPlantRows(QString::fromStdString(server.address()), QStringLiteral("Redis"));
+    // The sample plant's 1500 analog points and 4014 names, nothing generated.
+    EXPECT_EQ(server.command({"ZCARD", "dravo:type:ANALOG"}), "1500");
+    EXPECT_EQ(server.command({"ZCARD", "dravo:type:NAMEINDEX"}), "4014");
 }
 
 } // namespace

@@ -16,6 +16,13 @@ namespace mvbench {
 /* Connects to the runtime server and loads the sample plant, once. */
 void ensurePlant();
 
+/* Loads the sample plant again, over records a benchmark overwrote. */
+void reloadPlant();
+
+/* The process's resident memory now (VmRSS), in MB; -1 when it cannot be
+ * read. */
+double residentMb();
+
 /* count publishing partial writes that flip the state of 500 status points
  * (round makes each call's values differ from the last's); false at the
  * first write that fails (the rest are not written). */
@@ -46,8 +53,17 @@ private:
 };
 
 /* Declares that the benchmark named measured is to be compared with the one
- * named baseline; how to read the ratio is said by meaning. */
-void pairWithBaseline(const std::string& measured, const std::string& baseline, const std::string& meaning);
+ * named baseline; how to read the ratio is said by meaning. With per, the
+ * name of a counter both report, each time is divided by it (the cost per
+ * point of two plant sizes, for instance). */
+void pairWithBaseline(const std::string& measured, const std::string& baseline, const std::string& meaning,
+                      const std::string& per = std::string());
+
+/* The plant-scale rows (plantbench.cpp), registered once the server is
+ * known, since their names say which one it is; and the removal of the
+ * plants they loaded, after the run. */
+void registerPlantBenchmarks();
+void removePlantBenchmarkData();
 
 } // namespace mvbench
 

@@ -12,6 +12,7 @@
 #include <MVPlant/Plant.h>
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
 
 #include <benchmark/benchmark.h>
 
@@ -27,6 +28,7 @@ struct Pair {
     std::string measured;
     std::string baseline;
     std::string meaning;
+    std::string per;
 };
 
 std::vector<Pair>& pairs()
@@ -67,8 +69,11 @@ public:
             const auto b = m_results.find(p.baseline);
             if (m == m_results.end() || b == m_results.end())
                 continue;
-            std::printf("%-40s %11.1f us %11.1f us %9.2f  %s\n", p.measured.c_str(), m->second.realNs / 1000.0,
-                        b->second.realNs / 1000.0, m->second.realNs / b->second.realNs, p.meaning.c_str());
+            const double measuredNs = m->second.realNs / divisor(m->second, p.per);
+            const double baselineNs = b->second.realNs / divisor(b->second, p.per);
+            std::printf("%-40s %11.*f us %11.*f us %9.2f  %s\n", p.measured.c_str(), p.per.empty() ? 1 : 3,
+                        measuredNs / 1000.0, p.per.empty() ? 1 : 3, baselineNs / 1000.0, measuredNs / baselineNs,
+                        p.meaning.c_str());
             for (const auto& [name, value] : m->second.counters) {
                 const auto other = b->second.counters.find(name);
                 if (other != b->second.counters.end())
@@ -79,14 +84,22 @@ public:
     }
 
 private:
+    /* The value of the counter that per names; 1 without one. */
+    static double divisor(const Result& r, const std::string& per)
+    {
+        const auto counter = r.counters.find(per);
+        return per.empty() || counter == r.counters.end() || counter->second <= 0 ? 1.0 : counter->second;
+    }
+
     std::map<std::string, Result> m_results;
 };
 
 } // namespace
 
-void mvbench::pairWithBaseline(const std::string& measured, const std::string& baseline, const std::string& meaning)
+void mvbench::pairWithBaseline(const std::string& measured, const std::string& baseline, const std::string& meaning,
+                               const std::string& per)
 {
-    pairs().push_back({measured, baseline, meaning});
+    pairs().push_back({measured, baseline, meaning, per});
 }
 
 void mvbench::ensurePlant()
@@ -94,13 +107,33 @@ void mvbench::ensurePlant()
     static bool loaded = false;
     if (loaded)
         return;
+    if (DravoPlus::ConnectMid(nullptr) != DRAVO_OK) {
+        std::fprintf(stderr, "mvbench: cannot connect to the runtime server\n");
+        std::exit(1);
+    }
+    reloadPlant();
+    loaded = true;
+}
+
+void mvbench::reloadPlant()
+{
     std::string error;
-    if (DravoPlus::ConnectMid(nullptr) != DRAVO_OK
-        || MVPlant::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error) != DRAVO_OK) {
+    if (MVPlant::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error) != DRAVO_OK) {
         std::fprintf(stderr, "mvbench: cannot load the sample plant: %s\n", error.c_str());
         std::exit(1);
     }
-    loaded = true;
+}
+
+double mvbench::residentMb()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    }
+    return -1;
 }
 
 mvbench::NewBoxes::NewBoxes()
@@ -159,8 +192,10 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
+    mvbench::registerPlantBenchmarks();
     SummaryReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    mvbench::removePlantBenchmarkData();
     reporter.printSummary();
     benchmark::Shutdown();
     return 0;

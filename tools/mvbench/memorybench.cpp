@@ -34,7 +34,6 @@
 
 #include <DravoPlus/DravoPlus.h>
 
-#include <QtCore/QFile>
 #include <QtCore/QObject>
 #include <QtCore/QThread>
 
@@ -59,19 +58,6 @@ constexpr auto kSettle = std::chrono::seconds(2);
 constexpr auto kDeliveryLimit = std::chrono::seconds(300);
 constexpr int kPacketKind = 0x98765;
 constexpr int kRawChangeKind = 0x7E7F7C;
-
-/* The process's resident memory now, in MB; -1 when it cannot be read. */
-double residentMb()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (QByteArray line = status.readLine(); !line.isEmpty(); line = status.readLine()) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
-    }
-    return -1;
-}
 
 /* What the allocator has handed out and not got back, all arenas, in MB. */
 double heapInUseMb()
@@ -110,7 +96,7 @@ private:
     void sample()
     {
         for (int round = 0; !m_stop.load(); ++round) {
-            peakMb = std::max(peakMb, residentMb());
+            peakMb = std::max(peakMb, mvbench::residentMb());
             consumerBacklog = std::max(consumerBacklog, m_backlog());
             if (round % 10 == 0) {
                 rawQueued = std::max(rawQueued, m_boxes.queued(kRawChangeKind));
@@ -238,7 +224,7 @@ void BM_Burst100kMemory(benchmark::State& state)
         receiver.start();
         std::this_thread::sleep_for(kSettle);
 
-        const double idleMb = residentMb();
+        const double idleMb = mvbench::residentMb();
         const double heapIdleMb = heapInUseMb();
         BurstSampler sampler(boxes, [&consumer] { return consumer.emitted.load() - consumer.delivered.load(); });
         const auto start = std::chrono::steady_clock::now();
@@ -251,11 +237,11 @@ void BM_Burst100kMemory(benchmark::State& state)
         state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
         std::this_thread::sleep_for(kSettle);
         sampler.stop();
-        const double peakMb = std::max(sampler.peakMb, residentMb());
-        const double afterMb = residentMb();
+        const double peakMb = std::max(sampler.peakMb, mvbench::residentMb());
+        const double afterMb = mvbench::residentMb();
         const double heapAfterMb = heapInUseMb();
         Morvane::returnFreeMemory();
-        const double trimmedMb = residentMb();
+        const double trimmedMb = mvbench::residentMb();
 
         server.shutDown();
         receiver.shutDown();
