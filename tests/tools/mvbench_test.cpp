@@ -90,16 +90,18 @@ TEST(MvbenchRedisTest, BatchReadIsOneRoundTripAndCommandsReportTheirPercentiles)
 }
 
 // The run of one benchmark as Google Benchmark writes it in JSON: its name
-// (the function's, before "/iterations:..."), error and counters; empty when
-// the file holds no such run.
+// (the function's with its arguments, before "/iterations:...",
+// "/min_time:..." or "/manual_time"), error and counters; empty when the
+// file holds no such run.
 QJsonObject benchmarkRun(const QString& jsonFile, const QString& name)
 {
     QFile file(jsonFile);
     if (!file.open(QIODevice::ReadOnly))
         return {};
     const QJsonArray runs = QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("benchmarks")).toArray();
+    static const QRegularExpression options(QStringLiteral("/(iterations:|min_time:|manual_time|real_time).*$"));
     for (const QJsonValue& run : runs) {
-        if (run.toObject().value(QStringLiteral("run_name")).toString().section(QLatin1Char('/'), 0, 0) == name)
+        if (run.toObject().value(QStringLiteral("run_name")).toString().remove(options) == name)
             return run.toObject();
     }
     return {};
