@@ -357,17 +357,27 @@ void getDataPointN(benchmark::State& state, int points)
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(names.size()));
 }
 
-/* The interface's name cache holding every point name of the plant, and
- * the same one of them asked for again and again. */
-void nameCacheHit(benchmark::State& state, int points)
+/* The point names of the generated plant of that size, with that plant on
+ * the server; none, and the row skipped with the reason, when either fails. */
+QList<QString> namesOfHeldPlant(benchmark::State& state, int points)
 {
     mvbench::ensurePlant();
     std::string error;
     const QList<QString> names = pointNames(points, error);
     if (names.isEmpty() || !GeneratedPlants::instance().hold(points, error)) {
         state.SkipWithError(error.c_str());
-        return;
+        return {};
     }
+    return names;
+}
+
+/* The interface's name cache holding every point name of the plant, and
+ * the same one of them asked for again and again. */
+void nameCacheHit(benchmark::State& state, int points)
+{
+    const QList<QString> names = namesOfHeldPlant(state, points);
+    if (names.isEmpty())
+        return;
     ScadaRuntimeInterface runtime(QString{});
     const QMap<QString, int> ids = runtime.pointIdsWithName(names);
     const QString& name = names.at(names.size() / 2);
@@ -389,13 +399,9 @@ void nameCacheHit(benchmark::State& state, int points)
  * interface (an empty cache) when every name has been asked. */
 void nameCacheMiss(benchmark::State& state, int points)
 {
-    mvbench::ensurePlant();
-    std::string error;
-    const QList<QString> names = pointNames(points, error);
-    if (names.isEmpty() || !GeneratedPlants::instance().hold(points, error)) {
-        state.SkipWithError(error.c_str());
+    const QList<QString> names = namesOfHeldPlant(state, points);
+    if (names.isEmpty())
         return;
-    }
     auto runtime = std::make_unique<ScadaRuntimeInterface>(QString{});
     int next = 0;
     for (auto _ : state) {
