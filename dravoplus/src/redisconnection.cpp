@@ -283,35 +283,27 @@ void RedisConnection::setReplyTimeout(long ms)
         m_failed = true;
 }
 
-void RedisConnection::append(const Command& args)
+void RedisConnection::append(const Command& head, const Command& tail)
 {
     std::vector<const char*> argv;
     std::vector<std::size_t> lengths;
-    argv.reserve(args.size());
-    lengths.reserve(args.size());
-    for (const std::string& a : args) {
-        argv.push_back(a.data());
-        lengths.push_back(a.size());
+    argv.reserve(head.size() + tail.size());
+    lengths.reserve(head.size() + tail.size());
+    for (const Command* part : {&head, &tail}) {
+        for (const std::string& a : *part) {
+            argv.push_back(a.data());
+            lengths.push_back(a.size());
+        }
     }
     if (redisAppendCommandArgv(m_context, static_cast<int>(argv.size()), argv.data(), lengths.data()) != REDIS_OK)
         m_failed = true;
 }
 
-Reply RedisConnection::command(const Command& args)
-{
-    std::vector<Reply> replies = pipeline({args});
-    return replies.empty() ? Reply() : std::move(replies.front());
-}
-
-std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& commands)
+std::vector<Reply> RedisConnection::replies(std::size_t count)
 {
     std::vector<Reply> replies;
-    if (broken())
-        return replies;
-    for (const Command& args : commands)
-        append(args);
-    replies.reserve(commands.size());
-    for (std::size_t i = 0; i < commands.size() && !m_failed; ++i) {
+    replies.reserve(count);
+    for (std::size_t i = 0; i < count && !m_failed; ++i) {
         void* reply = nullptr;
         if (redisGetReply(m_context, &reply) != REDIS_OK || !reply) {
             m_failed = true;
@@ -322,6 +314,29 @@ std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& command
     if (m_failed)
         replies.clear();
     return replies;
+}
+
+Reply RedisConnection::command(const Command& args)
+{
+    return command(args, Command());
+}
+
+Reply RedisConnection::command(const Command& head, const Command& tail)
+{
+    if (broken())
+        return Reply();
+    append(head, tail);
+    std::vector<Reply> one = replies(1);
+    return one.empty() ? Reply() : std::move(one.front());
+}
+
+std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& commands)
+{
+    if (broken())
+        return std::vector<Reply>();
+    for (const Command& args : commands)
+        append(args, Command());
+    return replies(commands.size());
 }
 
 Reply RedisConnection::blockingCommand(const Command& args, long waitMs)

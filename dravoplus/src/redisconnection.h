@@ -81,6 +81,9 @@ public:
 
     /* Null on an I/O failure (the connection is then broken). */
     Reply command(const Command& args);
+    /* The command head followed by tail's arguments, which are not copied
+     * on the way (a script's arguments may be tens of megabytes). */
+    Reply command(const Command& head, const Command& tail);
     /* A command that blocks on the server for up to waitMs (its timeout
      * argument given as blockingTimeout(waitMs)); its reply is awaited that
      * much longer than others. */
@@ -101,7 +104,9 @@ public:
     void interrupt();
 
 private:
-    void append(const Command& args);
+    void append(const Command& head, const Command& tail);
+    /* The next count replies in order, or none on an I/O failure. */
+    std::vector<Reply> replies(std::size_t count);
 
     redisContext* m_context = nullptr;
     long m_replyTimeoutMs = 0;

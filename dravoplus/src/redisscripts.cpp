@@ -277,22 +277,91 @@ local function describeBox(name)
           skipped, ''}
 end
 
--- Refuses a record whose indexes are damaged, or that the caller may not
--- store, before anything is written.
-local function checkRecordIndexes(name, rtype)
-  if not mayStoreRecord(name, rtype) then refuseUnpermitted('storing record ' .. name) end
-  requireFit({P .. 'typeof', 'hash', P .. 'type:' .. rtype, 'zset'})
-  local previous = redis.call('HGET', P .. 'typeof', name)
-  if previous then requireFit({P .. 'type:' .. previous, 'zset'}) end
+-- Records go to the server in commands of this many.
+local RECORDS_PER_COMMAND = 1000
+
+-- The records given as name, type, form triples in args[first .. last],
+-- checked before anything is written: refused when the caller may not
+-- store one of them or an index it touches is damaged. Gives what
+-- storeRecords writes: each name once (with its last triple, as if stored
+-- one after the other), in the order first given, and its stored type.
+local function checkRecords(args, first, last)
+  local typeOf = P .. 'typeof'
+  requireFit({typeOf, 'hash'})
+  local fitting = {}
+  local function requireIndex(rtype)
+    if not fitting[rtype] then
+      requireFit({P .. 'type:' .. rtype, 'zset'})
+      fitting[rtype] = true
+    end
+  end
+  local plan = {args = args, names = {}, at = {}, previous = {}}
+  for i = first, last, 3 do
+    local name, rtype = args[i], args[i + 1]
+    if not mayStoreRecord(name, rtype) then refuseUnpermitted('storing record ' .. name) end
+    requireIndex(rtype)
+    if not plan.at[name] then plan.names[#plan.names + 1] = name end
+    plan.at[name] = i
+  end
+  local names = plan.names
+  for i = 1, #names, RECORDS_PER_COMMAND do
+    local j = math.min(i + RECORDS_PER_COMMAND - 1, #names)
+    local types = redis.call('HMGET', typeOf, unpack(names, i, j))
+    for k = 1, j - i + 1 do
+      local previous = types[k]
+      if previous then
+        requireIndex(previous)
+        plan.previous[names[i + k - 1]] = previous
+      end
+    end
+  end
+  return plan
 end
 
--- Stores a record whose indexes checkRecordIndexes accepted.
-local function storeRecord(name, rtype, form)
-  local previous = redis.call('HGET', P .. 'typeof', name)
-  if previous and previous ~= rtype then redis.call('ZREM', P .. 'type:' .. previous, name) end
-  redis.call('SET', P .. 'rec:' .. name, form)
-  redis.call('HSET', P .. 'typeof', name, rtype)
-  redis.call('ZADD', P .. 'type:' .. rtype, 0, name)
+-- The list of key in lists, made when missing.
+local function listOf(lists, key)
+  local list = lists[key]
+  if not list then
+    list = {}
+    lists[key] = list
+  end
+  return list
+end
+
+-- Runs command with key and the list's values, a slice at a time.
+local function inSlices(command, key, list, width)
+  local step = RECORDS_PER_COMMAND * width
+  for i = 1, #list, step do
+    redis.call(command, key, unpack(list, i, math.min(i + step - 1, #list)))
+  end
+end
+
+-- Stores what checkRecords accepted: each record, its type in typeof, its
+-- name in its type's index and out of the index of a type it had before.
+local function storeRecords(plan)
+  local args = plan.args
+  local forms, types, members, stale = {}, {}, {}, {}
+  for _, name in ipairs(plan.names) do
+    local i = plan.at[name]
+    local rtype, previous = args[i + 1], plan.previous[name]
+    forms[#forms + 1] = P .. 'rec:' .. name
+    forms[#forms + 1] = args[i + 2]
+    types[#types + 1] = name
+    types[#types + 1] = rtype
+    local index = listOf(members, P .. 'type:' .. rtype)
+    index[#index + 1] = 0
+    index[#index + 1] = name
+    if previous and previous ~= rtype then
+      local old = listOf(stale, P .. 'type:' .. previous)
+      old[#old + 1] = name
+    end
+  end
+  for i = 1, #forms, 2 * RECORDS_PER_COMMAND do
+    redis.call('MSET', unpack(forms, i, math.min(i + 2 * RECORDS_PER_COMMAND - 1, #forms)))
+  end
+  inSlices('HSET', P .. 'typeof', types, 2)
+  for index, names in pairs(stale) do inSlices('ZREM', index, names, 1) end
+  for index, list in pairs(members) do inSlices('ZADD', index, list, 2) end
 end
 
 -- A record's transport form (recordcodec.cpp): "DRV1", u16 type length,
@@ -334,9 +403,9 @@ const ScriptSource kScripts[] = {
     {Script::Join, R"lua(
 -- A client whose role may not store records leaves the marker to one that may.
 local marker = redis.call('EXISTS', P .. 'rec:' .. ARGV[3]) == 0 and mayStoreRecord(ARGV[3], ARGV[4])
-if marker then checkRecordIndexes(ARGV[3], ARGV[4]) end
+  and checkRecords(ARGV, 3, 5)
 redis.call('SET', P .. 'alive:' .. ARGV[1], '1', 'PX', ARGV[2])
-if marker then storeRecord(ARGV[3], ARGV[4], ARGV[5]) end
+if marker then storeRecords(marker) end
 removeTransientBoxes(nil)
 return 1
 )lua"},
@@ -383,8 +452,7 @@ end
 return {news, lost}
 )lua"},
     {Script::Store, R"lua(
-for i = 1, #ARGV, 3 do checkRecordIndexes(ARGV[i], ARGV[i + 1]) end
-for i = 1, #ARGV, 3 do storeRecord(ARGV[i], ARGV[i + 1], ARGV[i + 2]) end
+storeRecords(checkRecords(ARGV, 1, #ARGV))
 return 1
 )lua"},
     {Script::Delete, R"lua(
@@ -696,13 +764,6 @@ std::string knownDigest(Script script)
     return d.sha[indexOf(script)];
 }
 
-Command withArgs(Command head, const Command& args)
-{
-    head.push_back("0");
-    head.insert(head.end(), args.begin(), args.end());
-    return head;
-}
-
 /* Appends the fields of a partial as (offset, bytes) for a record of the
  * partial's own type; false when one does not encode (the general path then
  * decides what that means for the stored record). */
@@ -778,21 +839,30 @@ bool loadScript(RedisConnection& connection, Script script)
     return true;
 }
 
-Command scriptCommand(Script script, const Command& args)
+/* EVALSHA (or EVAL while the digest is unknown), the script and no keys:
+ * what precedes a script's arguments. */
+Command scriptHead(Script script)
 {
     const std::string sha = knownDigest(script);
     if (sha.empty())
-        return withArgs({"EVAL", scriptSource(script)}, args);
-    return withArgs({"EVALSHA", sha}, args);
+        return {"EVAL", scriptSource(script), "0"};
+    return {"EVALSHA", sha, "0"};
+}
+
+Command scriptCommand(Script script, const Command& args)
+{
+    Command command = scriptHead(script);
+    command.insert(command.end(), args.begin(), args.end());
+    return command;
 }
 
 Reply runScript(RedisConnection& connection, Script script, const Command& args)
 {
     if (knownDigest(script).empty() && !loadScript(connection, script))
-        return connection.broken() ? Reply() : connection.command(withArgs({"EVAL", scriptSource(script)}, args));
-    Reply reply = connection.command(scriptCommand(script, args));
+        return connection.broken() ? Reply() : connection.command(scriptHead(script), args);
+    Reply reply = connection.command(scriptHead(script), args);
     if (isNoScript(reply.get()) && loadScript(connection, script))
-        reply = connection.command(scriptCommand(script, args));
+        reply = connection.command(scriptHead(script), args);
     return reply;
 }
 

@@ -757,6 +757,93 @@ TEST_P(MiddlewareTest, GetDataPointByTypeNameReturnsEveryRecordOfType)
     EXPECT_TRUE(std::is_sorted(names.begin(), names.end())) << "records come in data-name order";
 }
 
+namespace {
+
+// The data names of the records of a type, as the server lists them.
+std::vector<std::string> namesOfType(const char* type)
+{
+    DravoDataList list;
+    EXPECT_EQ(DravoPlus::GetDataPointByTypeName(type, list, nullptr, nullptr), DRAVO_OK);
+    std::vector<std::string> names;
+    for (const DravoData& record : list)
+        names.push_back(record.GetDataName());
+    return names;
+}
+
+long countOf(const std::vector<std::string>& names, const std::string& name)
+{
+    return std::count(names.begin(), names.end(), name);
+}
+
+} // namespace
+
+TEST_P(MiddlewareTest, RecordStoredAgainAsAnotherTypeMovesToThatTypesList)
+{
+    DravoData status("STATUS");
+    status.PutValue("pid", 31);
+    const std::string name = storeRecord("Retyped", status);
+    ASSERT_EQ(countOf(namesOfType("STATUS"), name), 1);
+
+    DravoData analog("ANALOG", name.c_str());
+    analog.PutValue("pid", 32);
+    ASSERT_EQ(DravoPlus::PutDataPoints({analog}, nullptr, nullptr), DRAVO_OK);
+
+    EXPECT_EQ(countOf(namesOfType("STATUS"), name), 0);
+    EXPECT_EQ(countOf(namesOfType("ANALOG"), name), 1);
+    DravoData out;
+    ASSERT_EQ(DravoPlus::GetDataPoint(name.c_str(), out, nullptr, nullptr), DRAVO_OK);
+    EXPECT_STREQ(out.GetTypeName(), "ANALOG");
+    EXPECT_EQ(out.GetSignedIntValue("pid"), 32);
+}
+
+TEST_P(MiddlewareTest, NameGivenTwiceInOneBatchKeepsItsLastRecordListedOnce)
+{
+    const std::string name = recordName("Twice");
+    DravoData first("STATUS", name.c_str());
+    first.PutValue("pid", 41);
+    DravoData last("ANALOG", name.c_str());
+    last.PutValue("pid", 42);
+    ASSERT_EQ(DravoPlus::PutDataPoints({first, last}, nullptr, nullptr), DRAVO_OK);
+
+    DravoData out;
+    ASSERT_EQ(DravoPlus::GetDataPoint(name.c_str(), out, nullptr, nullptr), DRAVO_OK);
+    EXPECT_STREQ(out.GetTypeName(), "ANALOG");
+    EXPECT_EQ(out.GetSignedIntValue("pid"), 42);
+    EXPECT_EQ(countOf(namesOfType("STATUS"), name), 0);
+    EXPECT_EQ(countOf(namesOfType("ANALOG"), name), 1);
+}
+
+// A plant is loaded in one batch: thousands of records, of several types,
+// stored whole and each in its type's list.
+TEST_P(MiddlewareTest, BatchOfThousandsOfRecordsIsStoredWholeAndListedByType)
+{
+    constexpr int kRecords = 2500;
+    std::vector<DravoData> batch;
+    std::vector<std::string> names;
+    for (int i = 0; i < kRecords; ++i) {
+        names.push_back(recordName("Bulk"));
+        DravoData record(i % 2 ? "ANALOG" : "STATUS", names.back().c_str());
+        record.PutValue("pid", 50000 + i);
+        batch.push_back(record);
+    }
+    ASSERT_EQ(DravoPlus::PutDataPoints(batch, nullptr, nullptr), DRAVO_OK);
+
+    DravoDataList read;
+    ASSERT_EQ(DravoPlus::GetDataPointN(names, read, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(read.size(), kRecords);
+    for (int i = 0; i < kRecords; ++i) {
+        EXPECT_EQ(read[i].GetDataName(), names[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(read[i].GetSignedIntValue("pid"), 50000 + i);
+    }
+    const std::vector<std::string> status = namesOfType("STATUS");
+    const std::vector<std::string> analog = namesOfType("ANALOG");
+    for (int i = 0; i < kRecords; ++i) {
+        const std::string& name = names[static_cast<std::size_t>(i)];
+        ASSERT_EQ(countOf(i % 2 ? analog : status, name), 1) << name;
+        ASSERT_EQ(countOf(i % 2 ? status : analog, name), 0) << name;
+    }
+}
+
 TEST_P(MiddlewareTest, PartialPutWritesOnlyTheFieldsPut)
 {
     const DravoFieldInfo value = fieldInfo("ANALOG", "lastvalue");

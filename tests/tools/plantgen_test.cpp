@@ -10,6 +10,7 @@
 #include "isolatedsettings.h"
 #include "plantgenerator.h"
 #include "plantwriter.h"
+#include "redisserver.h"
 
 #include <DravoPlus/DravoPlus.h>
 #include <MVPlant/Plant.h>
@@ -199,6 +200,48 @@ TEST_F(PlantGeneratorTest, GeneratedPlantLoadsWithTheExpectedCountsAndIsFoundByN
     record.GetValue("lastvalue", value);
     EXPECT_EQ(value, last.value);
     EXPECT_GT(value, 0.0) << "measured values come from the point's id, not zero";
+}
+
+// A plant far larger than one write goes to a Redis server batch by batch,
+// in the order the records are made (text points and the marker last). A
+// batch the server refuses part-way stops the load there, and the error
+// says how much of the plant was written.
+TEST_F(PlantGeneratorTest, LargePlantGoesToRedisInBatchesAndARefusalPartWaySaysHowMuchWasWritten)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(DravoPlus::updateServerSetting(nullptr, server.address().c_str(), ""), DRAVO_OK);
+    struct EmbeddedAgain {
+        ~EmbeddedAgain()
+        {
+            DravoPlus::DisConnectMid(nullptr);
+            DravoPlus::updateServerSetting(nullptr, "embedded", "");
+        }
+    } embeddedAgain;
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+
+    constexpr int kLargePoints = 12000;   // over 24,000 records: three writes
+    const std::string path = writeGenerated(m_dir, kLargePoints, "large.json");
+    MVPlant::PlantSummary summary;
+    std::string error;
+    ASSERT_EQ(MVPlant::LoadPlant(path.c_str(), &summary, &error), DRAVO_OK) << error;
+    const plantgen::PlantShape shape = plantgen::shapeOf(kLargePoints);
+    const int records = summary.records;
+    EXPECT_EQ(records, 2 * (shape.stations + shape.channels + shape.remoteUnits + kLargePoints) + 1);
+    ASSERT_GT(records, 20000);
+    EXPECT_EQ(server.command({"HLEN", "dravo:typeof"}), std::to_string(records));
+    EXPECT_EQ(server.command({"ZCARD", "dravo:type:TEXT"}), std::to_string(summary.textPoints));
+
+    // The text points' list damaged: the write holding them is refused.
+    ASSERT_EQ(server.command({"DEL", "dravo:type:TEXT"}), "1");
+    ASSERT_EQ(server.command({"SET", "dravo:type:TEXT", "not a list"}), "OK");
+    ASSERT_EQ(server.command({"DEL", "dravo:rec::marker"}), "1");
+    EXPECT_EQ(MVPlant::LoadPlant(path.c_str(), &summary, &error), DRAVO_MALFORMED);
+    EXPECT_NE(error.find("the plant was written only in part, 20000 of " + std::to_string(records) + " records"),
+              std::string::npos)
+        << error;
+    EXPECT_EQ(summary.records, 0);
+    EXPECT_EQ(server.command({"EXISTS", "dravo:rec::marker"}), "0") << "the marker comes only with the whole plant";
 }
 
 TEST_F(PlantGeneratorTest, ReadingTheFileBackGivesTheGeneratedPlant)

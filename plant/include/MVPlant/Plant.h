@@ -176,8 +176,12 @@ struct PlantSummary {
 };
 
 /* Reads the plant file at path and writes its records into the connected
- * server in one batch. A malformed or inconsistent file writes nothing; the
- * summary is then all zero and error names the file and the problem. */
+ * server, in the order PlantRecords gives them, in batches of 10,000 (one
+ * PutDataPoints each: a Redis server answers nobody else while it stores a
+ * batch). The whole file is checked first: a malformed or inconsistent file
+ * writes nothing. On any failure the summary is all zero and error names
+ * the file and the problem; a batch the server refuses after others were
+ * written says how many records were, the ":marker" record not among them. */
 MVPLANT_EXPORT int LoadPlant(const char* path, PlantSummary* summary, std::string* error);
 
 } // namespace MVPlant
