@@ -335,6 +335,10 @@ bool RedisBackend::tick()
         renewal.unlock();
         if (!reply)
             continue;
+        /* A server busy with another client's long script is there; the
+         * renewals and news wait for the next round. */
+        if (isBusy(reply.get()))
+            return true;
         if (isError(reply.get()))
             return false;
         takeNews(at(reply.get(), 0));

@@ -207,6 +207,11 @@ int errorCode(const redisReply* reply)
     return DRAVO_SERVER_ERROR;
 }
 
+bool isBusy(const redisReply* reply)
+{
+    return reply && reply->type == REDIS_REPLY_ERROR && startsWith(text(reply), "BUSY");
+}
+
 bool isNoScript(const redisReply* reply)
 {
     return reply && reply->type == REDIS_REPLY_ERROR && startsWith(text(reply), "NOSCRIPT");

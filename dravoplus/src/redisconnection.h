@@ -59,6 +59,9 @@ const redisReply* at(const redisReply* reply, std::size_t index);
 /* The result code of an error reply (DRAVO_READ_ONLY, DRAVO_AUTH_FAILED, ...). */
 DRAVO_AUTOTEST_EXPORT int errorCode(const redisReply* reply);
 bool isNoScript(const redisReply* reply);
+/* The server is running another client's script past its busy threshold
+ * and answers nothing else until the script ends. */
+bool isBusy(const redisReply* reply);
 /* A blocking command's timeout: seconds with decimals. */
 std::string blockingTimeout(long ms);
 

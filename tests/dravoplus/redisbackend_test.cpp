@@ -592,6 +592,38 @@ TEST_F(RedisBackendTest, DamagedKeysRefuseACallBeforeItWritesOrAreStartedAgain)
     EXPECT_EQ(std::find(heard.begin(), heard.end(), "down"), heard.end()) << "the client thought the server gone";
 }
 
+// Another client's long script keeps the server answering BUSY to all
+// others until it ends: the server is there, and a client that meets BUSY in
+// its renewal rounds does not take it for gone.
+TEST_F(RedisBackendTest, ServerBusyWithAnotherClientsLongScriptIsNotTakenForGone)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(server.command({"CONFIG", "SET", "busy-reply-threshold", "50"}), "OK");
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    OrderListener listener;
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+
+    std::thread script([&server] { server.command({"EVAL", "while true do end", "0"}); });
+    bool busy = false;
+    for (int i = 0; i < 500 && !busy; ++i) {
+        busy = server.command({"PING"}).rfind("-BUSY", 0) == 0;
+        if (!busy)
+            std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_TRUE(busy) << "the script did not keep the server busy";
+    std::this_thread::sleep_for(1500ms);   // many renewal rounds
+    const std::string killed = server.command({"SCRIPT", "KILL"});
+    script.join();
+    ASSERT_EQ(killed, "OK");
+
+    EXPECT_EQ(DravoPlus::IsConnect(nullptr), DRAVO_OK);
+    const std::vector<std::string> heard = listener.heard();
+    EXPECT_EQ(std::find(heard.begin(), heard.end(), "down"), heard.end()) << "the client took the server for gone";
+    DravoData marker;
+    EXPECT_EQ(DravoPlus::GetDataPoint(":marker", marker, nullptr, nullptr), DRAVO_OK);
+}
+
 // ---- Clients that die ------------------------------------------------------------
 
 TEST_F(RedisBackendTest, DeadDriversTargetAnswersNoReceiverOnceItsPresenceRunsOut)
