@@ -423,7 +423,7 @@ std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::
     return dict;
 }
 
-const DravoRecordType* Dictionary::type(const std::string& name) const
+const DravoRecordType* Dictionary::type(std::string_view name) const
 {
     auto it = types.find(name);
     return it == types.end() ? nullptr : it->second.get();
@@ -439,7 +439,7 @@ const DravoRecordType* findType(const char* name)
 {
     if (!name || !*name)
         return nullptr;
-    return dictionary().type(name);
+    return dictionary().type(std::string_view(name));
 }
 
 std::string dictionaryError()

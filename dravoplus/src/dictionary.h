@@ -19,6 +19,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -48,10 +49,12 @@ namespace dravo {
 
 struct Dictionary {
     std::string path;
-    std::map<std::string, std::unique_ptr<DravoRecordType>> types;
+    /* Looked up by any string without making one: every record made looks
+     * its type up by name. */
+    std::map<std::string, std::unique_ptr<DravoRecordType>, std::less<>> types;
     std::map<std::string, int> events;
 
-    DRAVO_AUTOTEST_EXPORT const DravoRecordType* type(const std::string& name) const;
+    DRAVO_AUTOTEST_EXPORT const DravoRecordType* type(std::string_view name) const;
 };
 
 /* Parses a dictionary text; on failure error says what and where, prefixed

@@ -16,7 +16,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstring>
+#include <functional>
+#include <new>
 #include <utility>
 
 namespace {
@@ -52,39 +55,142 @@ std::u16string utf16From(const char* p, std::size_t bytes, bool stopAtZero)
 
 /* ---- DravoData ----------------------------------------------------------- */
 
+/* A record's raw value. Its bytes live in the same block as the contents
+ * that hold it, in the room the block was made with, until they outgrow it;
+ * only then on the heap. A burst makes a record for every change, and one
+ * allocation per record instead of two is a good part of what that costs. */
+class RawBytes
+{
+public:
+    RawBytes(char* room, std::size_t roomSize) : m_data(room), m_capacity(roomSize), m_room(room) {}
+    ~RawBytes()
+    {
+        if (m_data != m_room)
+            delete[] m_data;
+    }
+    RawBytes(const RawBytes&) = delete;
+    RawBytes& operator=(const RawBytes&) = delete;
+
+    char* data() { return m_data; }
+    const char* data() const { return m_data; }
+    std::size_t size() const { return m_size; }
+    std::size_t capacity() const { return m_capacity; }
+
+    /* bytes may lie in this value itself. */
+    void assign(const char* bytes, std::size_t size)
+    {
+        if (size > m_capacity) {
+            char* grown = new char[size];
+            if (size > 0)
+                std::memcpy(grown, bytes, size);
+            replaceStorage(grown, size);
+        } else if (size > 0) {
+            std::memmove(m_data, bytes, size);
+        }
+        m_size = size;
+    }
+    /* Growing fills with zeros. */
+    void resize(std::size_t size)
+    {
+        if (size > m_capacity) {
+            char* grown = new char[size];
+            if (m_size > 0)
+                std::memcpy(grown, m_data, m_size);
+            replaceStorage(grown, size);
+        }
+        if (size > m_size)
+            std::memset(m_data + m_size, 0, size - m_size);
+        m_size = size;
+    }
+
+private:
+    void replaceStorage(char* grown, std::size_t capacity)
+    {
+        if (m_data != m_room)
+            delete[] m_data;
+        m_data = grown;
+        m_capacity = capacity;
+    }
+
+    char* m_data;
+    std::size_t m_size = 0;
+    std::size_t m_capacity;
+    char* const m_room;
+};
+
 struct DravoData::Contents {
     std::atomic<int> references{1};
     const DravoRecordType* type = nullptr;
     std::string typeName;       /* kept for records of unknown types */
     std::string dataName;
-    std::vector<char> raw;
+    RawBytes raw;
     std::vector<VariableField> fields;
 
-    Contents() = default;
-    Contents(const Contents& other)
-        : type(other.type), typeName(other.typeName), dataName(other.dataName), raw(other.raw), fields(other.fields)
+    /* Contents in one block with room for a raw value of that many bytes. */
+    static Contents* make(std::size_t room)
     {
+        static_assert(alignof(Contents) <= alignof(std::max_align_t), "the raw value's room follows the contents");
+        void* block = ::operator new(sizeof(Contents) + room);
+        return new (block) Contents(room);
     }
-    Contents& operator=(const Contents&) = delete;
+    /* A copy of other's, for a record about to change. */
+    static Contents* copyOf(const Contents& other)
+    {
+        Contents* copy = make(other.raw.size());
+        copy->type = other.type;
+        copy->typeName = other.typeName;
+        copy->dataName = other.dataName;
+        copy->raw.assign(other.raw.data(), other.raw.size());
+        copy->fields = other.fields;
+        return copy;
+    }
+    static void release(Contents* contents)
+    {
+        contents->~Contents();
+        ::operator delete(contents);
+    }
+
+private:
+    explicit Contents(std::size_t room) : raw(reinterpret_cast<char*>(this + 1), room) {}
 };
 
 const DravoData::Contents& DravoData::contents() const
 {
-    static const Contents empty;   // what an empty nameless record reads as
-    return m_contents ? *m_contents : empty;
+    static const Contents* const empty = Contents::make(0);   // what an empty nameless record reads as
+    return m_contents ? *m_contents : *empty;
 }
 
 DravoData::Contents& DravoData::edit()
 {
     if (!m_contents) {
-        m_contents = new Contents;
+        m_contents = Contents::make(0);
     } else if (m_contents->references.load(std::memory_order_acquire) != 1) {
-        Contents* own = new Contents(*m_contents);
+        Contents* own = Contents::copyOf(*m_contents);
         if (m_contents->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
-            delete m_contents;
+            Contents::release(m_contents);
         m_contents = own;
     }
     return *m_contents;
+}
+
+/* Contents of this record's own for a raw value of size bytes that is about
+ * to replace the present one: made afresh, without copying the old value,
+ * when the record has none of its own or the value would not fit. */
+DravoData::Contents& DravoData::editForRaw(std::size_t size)
+{
+    if (m_contents && m_contents->references.load(std::memory_order_acquire) == 1 && size <= m_contents->raw.capacity())
+        return *m_contents;
+    Contents* fresh = Contents::make(size);
+    if (m_contents) {
+        fresh->type = m_contents->type;
+        fresh->typeName = m_contents->typeName;
+        fresh->dataName = m_contents->dataName;
+        fresh->fields = m_contents->fields;
+        if (m_contents->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            Contents::release(m_contents);
+    }
+    m_contents = fresh;
+    return *fresh;
 }
 
 DravoData::DravoData() = default;
@@ -92,10 +198,11 @@ DravoData::DravoData() = default;
 DravoData::DravoData(const char* typeName, const char* dataName)
 {
     if (typeName && *typeName) {
-        Contents& c = edit();
-        c.type = dravo::findType(typeName);
+        const DravoRecordType* type = dravo::findType(typeName);
+        Contents& c = editForRaw(type ? static_cast<std::size_t>(type->size) : 0);
+        c.type = type;
         if (c.type)
-            c.raw.assign(static_cast<std::size_t>(c.type->size), '\0');
+            c.raw.resize(static_cast<std::size_t>(c.type->size));
         else
             c.typeName = typeName;
     }
@@ -133,7 +240,7 @@ DravoData& DravoData::operator=(DravoData&& other) noexcept
 DravoData::~DravoData()
 {
     if (m_contents && m_contents->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        delete m_contents;
+        Contents::release(m_contents);
 }
 
 const DravoRecordType* DravoData::recordType() const
@@ -187,11 +294,8 @@ int DravoData::SetRawValue(const void* buffer, int size)
 {
     if (size < 0 || (!buffer && size > 0))
         return DRAVO_BAD_ARGUMENT;
-    Contents& c = edit();
-    const char* bytes = static_cast<const char*>(buffer);
-    c.raw.assign(bytes, bytes + size);
-    if (c.type && c.raw.size() < static_cast<std::size_t>(c.type->size))
-        c.raw.resize(static_cast<std::size_t>(c.type->size), '\0');
+    const DravoRecordType* type = recordType();
+    replaceRaw(type, static_cast<const char*>(buffer), static_cast<std::size_t>(size));
     return DRAVO_OK;
 }
 
@@ -205,11 +309,26 @@ int DravoData::SetMidType(const char* typeName, const void* buffer, int size)
         if (!type)
             return DRAVO_UNKNOWN_TYPE;
     }
-    Contents& c = edit();
+    Contents& c = replaceRaw(type, static_cast<const char*>(buffer), static_cast<std::size_t>(size));
     c.type = type;
     c.typeName.clear();
     c.fields.clear();
-    return SetRawValue(buffer, size);
+    return DRAVO_OK;
+}
+
+/* The raw value replaced by size bytes, made as long as type when shorter. */
+DravoData::Contents& DravoData::replaceRaw(const DravoRecordType* type, const char* bytes, std::size_t size)
+{
+    const std::size_t typeSize = type ? static_cast<std::size_t>(type->size) : 0;
+    const std::size_t whole = std::max(size, typeSize);
+    /* bytes may be this record's own, which fresh contents would release */
+    const std::less<const char*> before;
+    const bool own = m_contents && !before(bytes, m_contents->raw.data()) &&
+                     before(bytes, m_contents->raw.data() + m_contents->raw.size());
+    Contents& c = own ? edit() : editForRaw(whole);
+    c.raw.assign(bytes, size);
+    c.raw.resize(whole);
+    return c;
 }
 
 int DravoData::CastType(const char* typeName)
@@ -224,7 +343,7 @@ int DravoData::CastType(const char* typeName)
     c.type = type;
     c.typeName.clear();
     if (c.type && c.raw.size() < static_cast<std::size_t>(c.type->size))
-        c.raw.resize(static_cast<std::size_t>(c.type->size), '\0');
+        c.raw.resize(static_cast<std::size_t>(c.type->size));
     return DRAVO_OK;
 }
 
@@ -528,9 +647,9 @@ int DravoPartialData::ApplyTo(DravoData& record) const
     std::vector<dravo::FieldPatch> patches;
     if (const int rc = dravo::fieldPatches(*this, *type, patches))
         return rc;
-    std::vector<char>& raw = record.edit().raw;
+    char* raw = record.edit().raw.data();
     for (const dravo::FieldPatch& patch : patches)
-        std::memcpy(raw.data() + patch.offset, patch.bytes.data(), patch.bytes.size());
+        std::memcpy(raw + patch.offset, patch.bytes.data(), patch.bytes.size());
     return DRAVO_OK;
 }
 

@@ -203,10 +203,10 @@ void readItem(const char* item, quint32 length, QList<DravoData>& changes)
         return;
     changes.append(DravoData());
     DravoData& change = changes.last();   // filled in place: records can be large
-    change = DravoData(carried->changeType);
-    const auto bytes = static_cast<int>(std::min<qint64>(change.GetBufferSize(), static_cast<qint64>(length) - 1));
-    if (bytes > 0)
-        std::memcpy(change.GetRawValue(), item + 1, static_cast<std::size_t>(bytes));
+    const auto bytes = static_cast<int>(
+        std::min<qint64>(ChangePacket::changeRecordSize(carried->kind), static_cast<qint64>(length) - 1));
+    if (change.SetMidType(carried->changeType, item + 1, bytes) != DRAVO_OK)
+        change = DravoData(carried->changeType);   // a dictionary without the type: a record that is not good
 }
 
 /* Walks the items in place rather than copying each out as a QByteArray,

@@ -175,6 +175,10 @@ private:
     const Contents& contents() const;
     /* The contents for changing, this record's own. */
     Contents& edit();
+    /* The contents for a raw value of size bytes that replaces the present
+     * one (which is then not copied). */
+    Contents& editForRaw(std::size_t size);
+    Contents& replaceRaw(const DravoRecordType* type, const char* bytes, std::size_t size);
 
     Contents* m_contents = nullptr;   /* null: an empty nameless record */
 };
