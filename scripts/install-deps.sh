@@ -9,7 +9,7 @@ packages=(
   libboost-dev
   rapidjson-dev
   python3-dev
-  libhiredis-dev redis-server
+  libhiredis-dev redis-server redis-sentinel
   stunnel4 openssl
   libgtest-dev libgmock-dev
   libbenchmark-dev

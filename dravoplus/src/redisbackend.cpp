@@ -30,6 +30,9 @@ namespace {
 constexpr long kShortestTimeoutMs = 1000;
 constexpr long kShortestTickMs = 5;
 constexpr long kLongestTickMs = 1000;
+/* How often a client connected through sentinels asks them whether the
+ * primary is still the one it talks to. */
+constexpr std::chrono::milliseconds kSentinelsAskedEvery{1000};
 /* Between attempts to find a primary again. */
 constexpr long kShortestRetryMs = 100;
 
@@ -95,7 +98,7 @@ int decodeRecord(const redisReply* form, DravoData& out)
     return DravoPlus::DeserializeRecord(bytes.data(), bytes.size(), out);
 }
 
-RedisBackend::RedisBackend(std::string clientId, std::vector<RedisAddress> servers, BackendSink& sink)
+RedisBackend::RedisBackend(std::string clientId, std::vector<ConfiguredServer> servers, BackendSink& sink)
     : m_id(std::move(clientId)), m_servers(std::move(servers)), m_sink(sink)
 {
 }
@@ -175,39 +178,63 @@ bool RedisBackend::isConnected() const
 std::string RedisBackend::activeServer() const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_connected ? m_servers[m_active].display() : std::string();
+    return m_connected && m_activeAddress ? m_activeAddress->display() : std::string();
 }
 
 int RedisBackend::connectOnce()
 {
     std::size_t index = 0;
+    const RedisAddress* address = nullptr;
     std::unique_ptr<RedisConnection> connection;
-    const int rc = openPrimary(index, connection);
+    const int rc = openPrimary(index, address, connection);
     if (rc != DRAVO_OK)
         return rc;
     if (const int rc = join(*connection))
         return rc;
-    bringUp(index, std::move(connection));
+    bringUp(index, address, std::move(connection));
     return DRAVO_OK;
 }
 
-/* The first configured server that answers as a writable primary. */
-int RedisBackend::openPrimary(std::size_t& index, std::unique_ptr<RedisConnection>& connection)
+/* The first configured server that answers as a writable primary; for
+ * sentinels, the primary they name now. Sentinels that know no primary of
+ * the configured name are a configuration error. */
+int RedisBackend::openPrimary(std::size_t& index, const RedisAddress*& address,
+                              std::unique_ptr<RedisConnection>& connection)
 {
     int failure = DRAVO_OK;
     for (std::size_t i = 0; i < m_servers.size(); ++i) {
+        RedisAddress named = m_servers[i].address;
+        if (m_servers[i].sentinels) {
+            if (const int rc = askSentinels(*m_servers[i].sentinels, connectTimeoutMs(), named)) {
+                failure = worse(failure, rc == DRAVO_NOT_FOUND ? DRAVO_CONFIG_ERROR : rc);
+                continue;
+            }
+        }
         auto candidate = std::make_unique<RedisConnection>();
-        int rc = candidate->open(m_servers[i], connectTimeoutMs());
+        int rc = candidate->open(named, connectTimeoutMs());
         if (rc == DRAVO_OK && !candidate->isPrimary())
             rc = candidate->broken() ? DRAVO_UNREACHABLE : DRAVO_READ_ONLY;
         if (rc == DRAVO_OK) {
             index = i;
+            address = keep(named);
             connection = std::move(candidate);
             return DRAVO_OK;
         }
         failure = worse(failure, rc);
     }
     return failure == DRAVO_OK ? DRAVO_UNREACHABLE : failure;
+}
+
+const RedisAddress* RedisBackend::keep(const RedisAddress& address)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const RedisAddress& kept : m_kept) {
+        if (kept.host == address.host && kept.port == address.port && kept.database == address.database
+            && kept.user == address.user && kept.password == address.password)
+            return &kept;
+    }
+    m_kept.push_back(address);
+    return &m_kept.back();
 }
 
 /* Announces the client and makes sure the server has its marker; clears
@@ -224,19 +251,20 @@ int RedisBackend::join(RedisConnection& connection)
     return isError(reply.get()) ? errorCode(reply.get()) : DRAVO_OK;
 }
 
-void RedisBackend::bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection)
+void RedisBackend::bringUp(std::size_t index, const RedisAddress* address, std::unique_ptr<RedisConnection> connection)
 {
-    std::string address;
+    std::string shown;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_active = index;
-        address = m_servers[index].display();
+        m_activeAddress = address;
+        shown = address->display();
         m_monitorConnection = std::move(connection);
-        m_pool.serve(&m_servers[index], connectTimeoutMs());
+        m_pool.serve(address, connectTimeoutMs());
         m_connected = true;
     }
     m_sink.connectionUp();
-    m_sink.activeServerChanged(address);
+    m_sink.activeServerChanged(shown);
 }
 
 void RedisBackend::bringDown(bool notify)
@@ -322,7 +350,7 @@ bool RedisBackend::tick()
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (!m_monitorConnection || m_monitorConnection->broken()) {
             auto fresh = std::make_unique<RedisConnection>();
-            if (fresh->open(m_servers[m_active], connectTimeoutMs()) != DRAVO_OK)
+            if (fresh->open(*m_activeAddress, connectTimeoutMs()) != DRAVO_OK)
                 continue;
             if (!fresh->isPrimary())
                 return false;
@@ -343,9 +371,25 @@ bool RedisBackend::tick()
             return false;
         takeNews(at(reply.get(), 0));
         forgetLost(at(reply.get(), 1));
-        return true;
+        return !primaryMoved();
     }
     return false;
+}
+
+/* A primary cut off from the others may still take writes while the
+ * sentinels promote another; what it takes then is lost when it comes back
+ * as a replica, so the client moves as soon as the sentinels say. */
+bool RedisBackend::primaryMoved()
+{
+    const std::shared_ptr<const SentinelGroup>& sentinels = m_servers[m_active].sentinels;
+    const auto now = std::chrono::steady_clock::now();
+    if (!sentinels || now - m_sentinelsAsked < kSentinelsAskedEvery)
+        return false;
+    m_sentinelsAsked = now;
+    RedisAddress named;
+    if (askSentinels(*sentinels, std::clamp(tickMs(), kShortestTickMs, kLongestTickMs), named) != DRAVO_OK)
+        return false;
+    return named.host != m_activeAddress->host || named.port != m_activeAddress->port;
 }
 
 /* head, then the count of held tasks, the tasks and the served targets. */
@@ -416,18 +460,19 @@ void RedisBackend::serveTarget(const std::string& target, bool serving)
 
 bool isRedisSetting(const std::vector<std::string>& addresses)
 {
-    return !addresses.empty() && redis::isRedisAddress(addresses.front());
+    return !addresses.empty()
+        && (redis::isRedisAddress(addresses.front()) || redis::isSentinelAddress(addresses.front()));
 }
 
 int makeRedisBackend(const std::vector<std::string>& addresses, const std::string& clientId, BackendSink& sink,
                      std::unique_ptr<Backend>& out)
 {
-    std::vector<redis::RedisAddress> servers;
+    std::vector<redis::ConfiguredServer> servers;
     for (const std::string& text : addresses) {
-        redis::RedisAddress address;
-        if (!redis::parseAddress(text, address))
+        redis::ConfiguredServer server;
+        if (!redis::parseServer(text, server))
             return DRAVO_CONFIG_ERROR;
-        servers.push_back(std::move(address));
+        servers.push_back(std::move(server));
     }
     if (servers.empty())
         return DRAVO_CONFIG_ERROR;

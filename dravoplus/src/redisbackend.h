@@ -28,7 +28,9 @@
 #include "timing.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -68,7 +70,7 @@ int decodeRecord(const redisReply* form, DravoData& out);
 class RedisBackend final : public Backend
 {
 public:
-    RedisBackend(std::string clientId, std::vector<RedisAddress> servers, BackendSink& sink);
+    RedisBackend(std::string clientId, std::vector<ConfiguredServer> servers, BackendSink& sink);
     ~RedisBackend() override;
     RedisBackend(const RedisBackend&) = delete;
     RedisBackend& operator=(const RedisBackend&) = delete;
@@ -148,9 +150,15 @@ private:
 
     /* Connection and monitoring (redisbackend.cpp). */
     int connectOnce();
-    int openPrimary(std::size_t& index, std::unique_ptr<RedisConnection>& connection);
+    int openPrimary(std::size_t& index, const RedisAddress*& address, std::unique_ptr<RedisConnection>& connection);
+    /* The address kept where it stays put while the client lives (the pool
+     * serves it by pointer), once per distinct address. */
+    const RedisAddress* keep(const RedisAddress& address);
+    /* Whether the sentinels of the active server, if it has them, now name
+     * another primary; asked at most once a second. */
+    bool primaryMoved();
     int join(RedisConnection& connection);
-    void bringUp(std::size_t index, std::unique_ptr<RedisConnection> connection);
+    void bringUp(std::size_t index, const RedisAddress* address, std::unique_ptr<RedisConnection> connection);
     void bringDown(bool notify);
     void leave();
     void startMonitor();
@@ -167,7 +175,7 @@ private:
     void serveTarget(const std::string& target, bool serving);
 
     const std::string m_id;
-    const std::vector<RedisAddress> m_servers;
+    const std::vector<ConfiguredServer> m_servers;
     BackendSink& m_sink;
 
     /* connect, disconnect and abandon one at a time. */
@@ -184,6 +192,8 @@ private:
     bool m_stop = false;                 /* the monitor must end */
     bool m_woken = false;
     std::size_t m_active = 0;            /* index into m_servers while connected */
+    const RedisAddress* m_activeAddress = nullptr;   /* the server connected to, while connected */
+    std::list<RedisAddress> m_kept;      /* see keep() */
     std::set<std::string> m_tasks;       /* heartbeat entries this client holds */
     std::set<std::string> m_targets;     /* packet targets this client serves */
     std::map<unsigned int, long> m_arrived;  /* ports whose last take reached its caller, with the
@@ -193,6 +203,7 @@ private:
     ConnectionPool m_pool;
     std::unique_ptr<RedisConnection> m_monitorConnection;   /* the monitor's own */
     std::thread m_monitor;
+    std::chrono::steady_clock::time_point m_sentinelsAsked;   /* the monitor's own */
 };
 
 } // namespace redis

@@ -26,6 +26,8 @@ namespace redis {
 namespace {
 
 const char* const kScheme = "redis://";
+const char* const kSentinelScheme = "redis-sentinel://";
+constexpr int kSentinelPort = 26379;
 /* How Redis 7 words the refusal of a command a script ran for a user whose
  * role does not allow it ("... can't run this command ..." or "... can't
  * access at least one of the keys ..."). */
@@ -137,6 +139,87 @@ bool parseAddress(const std::string& text, RedisAddress& out)
     return true;
 }
 
+bool isSentinelAddress(const std::string& text)
+{
+    return startsWith(text, kSentinelScheme);
+}
+
+bool parseSentinelAddress(const std::string& text, SentinelGroup& out)
+{
+    if (!isSentinelAddress(text))
+        return false;
+    SentinelGroup group;
+    std::string rest = text.substr(std::char_traits<char>::length(kSentinelScheme));
+    /* The last '@' ends the credentials: a password may hold '@' itself. */
+    if (const auto at = rest.rfind('@'); at != std::string::npos) {
+        parseCredentials(rest.substr(0, at), group.node);
+        rest.erase(0, at + 1);
+    }
+    const auto slash = rest.find('/');
+    if (slash == std::string::npos)
+        return false;
+    std::string path = rest.substr(slash + 1);
+    rest.erase(slash);
+    if (const auto db = path.find('/'); db != std::string::npos) {
+        if (!parseNumber(path.substr(db + 1), 1 << 20, group.node.database))
+            return false;
+        path.erase(db);
+    }
+    if (path.empty())
+        return false;
+    group.name = path;
+    std::size_t from = 0;
+    for (;;) {
+        const auto comma = rest.find(',', from);
+        RedisAddress sentinel;
+        sentinel.port = kSentinelPort;
+        if (!parseHostPort(rest.substr(from, comma == std::string::npos ? std::string::npos : comma - from), sentinel))
+            return false;
+        group.sentinels.push_back(std::move(sentinel));
+        if (comma == std::string::npos)
+            break;
+        from = comma + 1;
+    }
+    out = std::move(group);
+    return true;
+}
+
+bool parseServer(const std::string& text, ConfiguredServer& out)
+{
+    ConfiguredServer server;
+    if (isSentinelAddress(text)) {
+        auto group = std::make_shared<SentinelGroup>();
+        if (!parseSentinelAddress(text, *group))
+            return false;
+        server.sentinels = std::move(group);
+    } else if (!parseAddress(text, server.address)) {
+        return false;
+    }
+    out = std::move(server);
+    return true;
+}
+
+int askSentinels(const SentinelGroup& group, long timeoutMs, RedisAddress& primary)
+{
+    int failure = DRAVO_UNREACHABLE;
+    for (const RedisAddress& sentinel : group.sentinels) {
+        RedisConnection connection;
+        if (connection.openSentinel(sentinel, timeoutMs) != DRAVO_OK)
+            continue;
+        const Reply reply = connection.command({"SENTINEL", "get-master-addr-by-name", group.name});
+        if (reply && (isNil(reply.get()) || isError(reply.get())))
+            failure = DRAVO_NOT_FOUND;
+        RedisAddress named = group.node;
+        named.host = text(at(reply.get(), 0));   /* as the sentinel has it: an IPv6 address bare */
+        if (size(reply.get()) != 2 || named.host.empty() || !parseNumber(text(at(reply.get(), 1)), 65535, named.port)
+            || named.port == 0)
+            continue;
+        primary = std::move(named);
+        return DRAVO_OK;
+    }
+    return failure;
+}
+
 /* ---- Replies ----------------------------------------------------------------- */
 
 void ReplyDeleter::operator()(redisReply* reply) const
@@ -244,7 +327,7 @@ bool RedisConnection::broken() const
     return !m_context || m_failed || m_context->err != 0;
 }
 
-int RedisConnection::open(const RedisAddress& address, long timeoutMs)
+int RedisConnection::connect(const RedisAddress& address, long timeoutMs)
 {
     close();
     m_context = redisConnectWithTimeout(address.host.c_str(), address.port, toTimeval(timeoutMs));
@@ -253,6 +336,18 @@ int RedisConnection::open(const RedisAddress& address, long timeoutMs)
         return DRAVO_UNREACHABLE;
     }
     setReplyTimeout(timeoutMs);
+    return DRAVO_OK;
+}
+
+int RedisConnection::openSentinel(const RedisAddress& address, long timeoutMs)
+{
+    return connect(address, timeoutMs);
+}
+
+int RedisConnection::open(const RedisAddress& address, long timeoutMs)
+{
+    if (const int rc = connect(address, timeoutMs))
+        return rc;
     if (!address.password.empty()) {
         Command auth{"AUTH"};
         if (!address.user.empty())

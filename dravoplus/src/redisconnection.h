@@ -43,6 +43,29 @@ struct RedisAddress {
 DRAVO_AUTOTEST_EXPORT bool parseAddress(const std::string& text, RedisAddress& out);
 bool isRedisAddress(const std::string& text);
 
+/* Sentinels that watch a primary and its replicas under one name and know
+ * which server is the primary now:
+ * "redis-sentinel://[user:password@]host:port[,host:port...]/<name>[/db]".
+ * The user, password and database are the data servers'; a sentinel's port
+ * defaults to 26379. */
+struct SentinelGroup {
+    std::vector<RedisAddress> sentinels;
+    std::string name;
+    RedisAddress node;   /* user, password and database of the servers they name */
+};
+
+DRAVO_AUTOTEST_EXPORT bool parseSentinelAddress(const std::string& text, SentinelGroup& out);
+bool isSentinelAddress(const std::string& text);
+
+/* One server of the setting: an address, or the sentinels that name it. */
+struct ConfiguredServer {
+    RedisAddress address;                 /* unused when sentinels name the server */
+    std::shared_ptr<const SentinelGroup> sentinels;
+};
+
+/* Parses a redis:// or a redis-sentinel:// address. */
+bool parseServer(const std::string& text, ConfiguredServer& out);
+
 struct ReplyDeleter {
     void operator()(redisReply* reply) const;
 };
@@ -77,6 +100,9 @@ public:
      * 0, DRAVO_UNREACHABLE, DRAVO_AUTH_FAILED or DRAVO_CONFIG_ERROR (no such
      * database). Replies are then awaited for timeoutMs. */
     int open(const RedisAddress& address, long timeoutMs);
+    /* Connects to a sentinel, which knows neither users nor databases:
+     * 0 or DRAVO_UNREACHABLE. */
+    int openSentinel(const RedisAddress& address, long timeoutMs);
     void close();
     bool isOpen() const { return m_context != nullptr; }
     /* An I/O failure or a timeout left the connection unusable. */
@@ -107,6 +133,8 @@ public:
     void interrupt();
 
 private:
+    /* The connection alone, replies awaited for timeoutMs. */
+    int connect(const RedisAddress& address, long timeoutMs);
     void append(const Command& head, const Command& tail);
     /* The next count replies in order, or none on an I/O failure. */
     std::vector<Reply> replies(std::size_t count);
@@ -115,6 +143,12 @@ private:
     long m_replyTimeoutMs = 0;
     bool m_failed = false;
 };
+
+/* The primary the group's sentinels name now, with the group's user,
+ * password and database: the first sentinel that answers decides. 0,
+ * DRAVO_NOT_FOUND (a sentinel answers but knows no primary of that name) or
+ * DRAVO_UNREACHABLE (none answers). */
+int askSentinels(const SentinelGroup& group, long timeoutMs, RedisAddress& primary);
 
 /* The connections of one client to its active server. */
 class ConnectionPool

@@ -68,14 +68,8 @@ void initialise(SettingsState& s)
     if (s.initialised)
         return;
     s.initialised = true;
-    if (const char* env = std::getenv("DRAVO_SERVERS")) {
-        std::vector<std::string> list;
-        std::stringstream in(env);
-        std::string item;
-        while (std::getline(in, item, ','))
-            list.push_back(item);
-        s.overrides[kDefaultSetting] = nonEmpty(list);
-    }
+    if (const char* env = std::getenv("DRAVO_SERVERS"))
+        s.overrides[kDefaultSetting] = DravoPlus::SplitServerList(env);
 }
 
 /* Every line of the file, in order; missing file: none. */
@@ -220,6 +214,24 @@ int DravoPlus::updateServerSetting(const char* name, const char* address1, const
         return DRAVO_CONFIG_ERROR;
     s.overrides[setting] = nonEmpty({first, second});
     return DRAVO_OK;
+}
+
+std::vector<std::string> DravoPlus::SplitServerList(const char* list)
+{
+    const auto starts = [](const std::string& text, const char* scheme) { return trim(text).rfind(scheme, 0) == 0; };
+    const auto startsAnAddress = [&starts](const std::string& text) {
+        return starts(text, "embedded") || starts(text, "redis://") || starts(text, "redis-sentinel://");
+    };
+    std::vector<std::string> parts;
+    std::stringstream in(list ? list : "");
+    std::string item;
+    while (std::getline(in, item, ',')) {
+        if (!parts.empty() && starts(parts.back(), "redis-sentinel://") && !startsAnAddress(item))
+            parts.back() += "," + item;
+        else
+            parts.push_back(item);
+    }
+    return nonEmpty(parts);
 }
 
 std::string DravoPlus::MaskedAddress(const char* address)

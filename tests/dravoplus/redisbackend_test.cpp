@@ -7,6 +7,7 @@
 // and stops them again; the conformance suite covers everything the Redis
 // backend shares with the embedded one.
 #include "middlewarefixture.h"
+#include "redisconnection.h"
 
 #include "faultylink.h"
 #include "isolatedsettings.h"
@@ -942,6 +943,193 @@ TEST_F(RedisLostReplyTest, CrashedReceiversLastBatchGoesToItsSuccessor)
     ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
     ASSERT_EQ(DravoPlus::ConnectPortForRecv("Taker", m_port, nullptr, nullptr), DRAVO_OK);
     EXPECT_EQ(namesReceived(m_port, 10), namesOf("Crash", 1, 3));
+}
+
+// ---- Sentinels ---------------------------------------------------------------------
+
+TEST(SentinelAddressTest, SentinelsNameDatabaseAndCredentialsAreRead)
+{
+    dravo::redis::SentinelGroup group;
+    ASSERT_TRUE(dravo::redis::parseSentinelAddress(
+        "redis-sentinel://station:s3cr@t@10.0.0.1:26380,[fd00::2],sentinel3.plant:5000/plant/3", group));
+    ASSERT_EQ(group.sentinels.size(), 3u);
+    EXPECT_EQ(group.sentinels[0].host, "10.0.0.1");
+    EXPECT_EQ(group.sentinels[0].port, 26380);
+    EXPECT_EQ(group.sentinels[1].host, "fd00::2");
+    EXPECT_EQ(group.sentinels[1].port, 26379) << "a sentinel's own port unless given";
+    EXPECT_EQ(group.sentinels[2].host, "sentinel3.plant");
+    EXPECT_EQ(group.sentinels[2].port, 5000);
+    EXPECT_EQ(group.name, "plant");
+    EXPECT_EQ(group.node.user, "station");
+    EXPECT_EQ(group.node.password, "s3cr@t");
+    EXPECT_EQ(group.node.database, 3);
+
+    ASSERT_TRUE(dravo::redis::parseSentinelAddress("redis-sentinel://127.0.0.1/plant", group));
+    EXPECT_EQ(group.sentinels.size(), 1u);
+    EXPECT_EQ(group.node.database, 0);
+    EXPECT_TRUE(group.node.password.empty());
+}
+
+TEST(SentinelAddressTest, MalformedSentinelAddressesAreRefused)
+{
+    dravo::redis::SentinelGroup group;
+    for (const char* bad : {"redis-sentinel://127.0.0.1:26379", "redis-sentinel://127.0.0.1:26379/",
+                            "redis-sentinel://127.0.0.1:26379,/plant", "redis-sentinel://:26379/plant",
+                            "redis-sentinel://127.0.0.1:0/plant", "redis-sentinel://127.0.0.1:99999/plant",
+                            "redis-sentinel://127.0.0.1/plant/x", "redis-sentinel://[::1/plant",
+                            "redis://127.0.0.1:26379/plant"})
+        EXPECT_FALSE(dravo::redis::parseSentinelAddress(bad, group)) << bad;
+}
+
+TEST_F(RedisBackendTest, MalformedSentinelSettingIsAConfigurationError)
+{
+    ASSERT_EQ(useServers("redis-sentinel://127.0.0.1:26379"), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_CONFIG_ERROR);
+}
+
+TEST_F(RedisBackendTest, SentinelsThatAreNotThereAreUnreachableAndOnesThatKnowNoSuchPrimaryAConfigurationError)
+{
+    SilentServer silent;   // takes the connection, answers nothing
+    const int nobody = mvtest::freeLoopbackPort();
+    ASSERT_EQ(useServers("redis-sentinel://127.0.0.1:" + std::to_string(nobody) + ",127.0.0.1:" +
+                         std::to_string(silent.port()) + "/plant"),
+              DRAVO_OK);
+    EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_UNREACHABLE);
+    DravoPlus::DisConnectMid(nullptr);
+
+    mvtest::RedisServer primary;
+    ASSERT_TRUE(primary.isRunning()) << primary.error();
+    mvtest::RedisServerOptions watching;
+    watching.sentinelOfPort = primary.port();
+    watching.sentinelQuorum = 1;
+    mvtest::RedisServer sentinel(watching);
+    ASSERT_TRUE(sentinel.isRunning()) << sentinel.error();
+    ASSERT_EQ(useServers("redis-sentinel://127.0.0.1:" + std::to_string(sentinel.port()) + "/elsewhere"), DRAVO_OK);
+    EXPECT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_CONFIG_ERROR);
+}
+
+DravoData statusPoint(const char* name, int pid)
+{
+    DravoData point("STATUS", name);
+    point.PutValue("pid", pid);
+    return point;
+}
+
+// A primary, its replica and three sentinels that have found the replica
+// and each other.
+struct SentinelledPair {
+    SentinelledPair()
+    {
+        mvtest::RedisServerOptions replicating;
+        replicating.replicaOfPort = primary.port();
+        replica = std::make_unique<mvtest::RedisServer>(replicating);
+        mvtest::RedisServerOptions watching;
+        watching.sentinelOfPort = primary.port();
+        address = "redis-sentinel://";
+        for (int i = 0; i < 3; ++i) {
+            sentinels.push_back(std::make_unique<mvtest::RedisServer>(watching));
+            address += (i ? ",127.0.0.1:" : "127.0.0.1:") + std::to_string(sentinels.back()->port());
+        }
+        address += "/plant";
+    }
+    std::string ready() const
+    {
+        if (!primary.isRunning())
+            return primary.error();
+        if (!replica->isRunning())
+            return replica->error();
+        for (const auto& sentinel : sentinels)
+            if (!sentinel->isRunning())
+                return sentinel->error();
+        const bool found = waitUntil(
+            [&] {
+                for (const auto& sentinel : sentinels) {
+                    if (sentinel->command({"SENTINEL", "replicas", "plant"}).find(std::to_string(replica->port())) ==
+                            std::string::npos ||
+                        sentinel->command({"SENTINEL", "sentinels", "plant"}).find("127.0.0.1") == std::string::npos)
+                        return false;
+                }
+                return true;
+            },
+            30s);
+        return found ? std::string() : "the sentinels did not find the replica and each other";
+    }
+    static std::string plainAddress(const mvtest::RedisServer& server)
+    {
+        return "redis://127.0.0.1:" + std::to_string(server.port());
+    }
+
+    mvtest::RedisServer primary;
+    std::unique_ptr<mvtest::RedisServer> replica;
+    std::vector<std::unique_ptr<mvtest::RedisServer>> sentinels;
+    std::string address;
+};
+
+// The server this client is connected to ("" when none).
+std::string activeNow()
+{
+    const char* active = DravoPlus::activeServer(nullptr);
+    return active ? active : "";
+}
+
+long long msSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
+}
+
+// The client finds the primary through the sentinels; when the primary dies
+// the sentinels promote the replica, and the client follows: listeners hear
+// the server go and come back as the replica, and what was written before
+// (and replicated) is there.
+TEST_F(RedisBackendTest, ClientFindsThePrimaryThroughSentinelsAndFollowsAFailover)
+{
+    SentinelledPair pair;
+    ASSERT_EQ(pair.ready(), "");
+    ASSERT_EQ(useServers(pair.address), DRAVO_OK);
+    OrderListener listener;
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    EXPECT_EQ(activeNow(), SentinelledPair::plainAddress(pair.primary));
+    ASSERT_EQ(DravoPlus::PutDataPoint(statusPoint("STATUS100031", 31), nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(pair.primary.command({"WAIT", "1", "5000"}), "1") << "the write did not reach the replica";
+
+    const auto killed = std::chrono::steady_clock::now();
+    pair.primary.kill();
+    ASSERT_TRUE(waitUntil([&] { return listener.heardDownThenUp(); }, 60s)) << "the client did not follow";
+    std::printf("[          ] the client followed the promoted replica %lld ms after the primary died\n",
+                msSince(killed));
+    const std::string replicaAddress = SentinelledPair::plainAddress(*pair.replica);
+    EXPECT_EQ(activeNow(), replicaAddress);
+    const std::vector<std::string> heard = listener.heard();
+    EXPECT_NE(std::find(heard.begin(), heard.end(), "server " + replicaAddress), heard.end());
+
+    DravoData before;
+    ASSERT_EQ(DravoPlus::GetDataPoint("STATUS100031", before, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(before.GetSignedIntValue("pid"), 31);
+    EXPECT_EQ(DravoPlus::PutDataPoint(statusPoint("STATUS100032", 32), nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(pair.replica->command({"EXISTS", "dravo:rec:STATUS100032"}), "1");
+}
+
+// An operator's switch-over: the sentinels make the replica the primary
+// while the old one lives on as a replica. The client moves to the new
+// primary and writes there.
+TEST_F(RedisBackendTest, SwitchOverByTheSentinelsMovesTheClientToTheNewPrimary)
+{
+    SentinelledPair pair;
+    ASSERT_EQ(pair.ready(), "");
+    ASSERT_EQ(useServers(pair.address), DRAVO_OK);
+    OrderListener listener;
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    ASSERT_EQ(activeNow(), SentinelledPair::plainAddress(pair.primary));
+
+    const auto asked = std::chrono::steady_clock::now();
+    ASSERT_EQ(pair.sentinels.front()->command({"SENTINEL", "FAILOVER", "plant"}), "OK");
+    const std::string replicaAddress = SentinelledPair::plainAddress(*pair.replica);
+    ASSERT_TRUE(waitUntil([&] { return activeNow() == replicaAddress; }, 60s))
+        << "the client stayed on " << activeNow();
+    std::printf("[          ] the client moved %lld ms after the switch-over was asked for\n", msSince(asked));
+    EXPECT_TRUE(listener.heardDownThenUp());
+    EXPECT_EQ(DravoPlus::PutDataPoint(statusPoint("STATUS100033", 33), nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(pair.replica->command({"EXISTS", "dravo:rec:STATUS100033"}), "1");
 }
 
 } // namespace

@@ -65,6 +65,21 @@ std::vector<std::string> serverArguments(const RedisServerOptions& options, int 
     return args;
 }
 
+/* A sentinel reads its configuration from a file, and rewrites it as it
+ * learns the primary's replicas and the other sentinels: in its own
+ * directory. */
+std::vector<std::string> sentinelArguments(const RedisServerOptions& options, int port, const std::string& directory)
+{
+    const std::string conf = directory + "/sentinel.conf";
+    std::ofstream out(conf, std::ios::trunc);
+    const std::string& name = options.sentinelName;
+    out << "port " << port << "\nbind 127.0.0.1\ndir " << directory << "\n"
+        << "sentinel monitor " << name << " 127.0.0.1 " << options.sentinelOfPort << " " << options.sentinelQuorum
+        << "\nsentinel down-after-milliseconds " << name << " " << options.sentinelDownAfterMs
+        << "\nsentinel failover-timeout " << name << " 10000\n";
+    return {"redis-sentinel", conf, "--daemonize", "no", "--loglevel", "warning"};
+}
+
 std::string replyText(const redisReply* reply)
 {
     if (!reply)
@@ -220,7 +235,9 @@ bool RedisServer::start(const RedisServerOptions& options, int port)
         return false;
     }
     const std::string log = m_directory + "/redis.log";
-    const pid_t pid = startChild(serverArguments(options, port, m_directory), log, m_error);
+    const pid_t pid = startChild(options.sentinelOfPort > 0 ? sentinelArguments(options, port, m_directory)
+                                                            : serverArguments(options, port, m_directory),
+                                 log, m_error);
     if (pid < 0)
         return false;
     m_pid = pid;

@@ -33,6 +33,13 @@ struct RedisServerOptions {
     /* A directory holding ca.crt, server.crt and server.key: the server then
      * speaks TLS only, on port(), and command() cannot reach it. */
     std::string tlsDirectory;
+    /* A sentinel rather than a server: it watches the primary on this
+     * loopback port under sentinelName and takes sentinelQuorum sentinels
+     * to agree that the primary is down after sentinelDownAfterMs. */
+    int sentinelOfPort = 0;
+    std::string sentinelName = "plant";
+    int sentinelQuorum = 2;
+    int sentinelDownAfterMs = 500;
 };
 
 class RedisServer

@@ -468,7 +468,8 @@ void printUsage(std::ostream& out)
 {
     out << "usage: dravo [--servers ADDRESS[,ADDRESS]] [--wait SECONDS] [COMMAND [ARGUMENT...]]\n"
            "Without a command, commands are read from standard input, one per line.\n"
-           "--servers  the runtime servers (\"embedded\" or redis://[user:password@]host:port[/db]);\n"
+           "--servers  the runtime servers (\"embedded\", redis://[user:password@]host:port[/db] or\n"
+           "           redis-sentinel://[user:password@]host:port[,host:port...]/name[/db]);\n"
            "           default: the middleware's server setting\n"
            "--wait     seconds a watch waits for the next event (default: until interrupted)\n"
            "           and a request for its reply (default 10)\n"

@@ -131,8 +131,8 @@ void appendAll(QVector<Lookup>& out, const ObjectKind& kind, const std::vector<O
 QString shownServers(const QString& servers)
 {
     QStringList shown;
-    for (const QString& address : servers.split(QLatin1Char(',')))
-        shown.append(QString::fromStdString(DravoPlus::MaskedAddress(address.toUtf8().constData())));
+    for (const std::string& address : DravoPlus::SplitServerList(servers.toUtf8().constData()))
+        shown.append(QString::fromStdString(DravoPlus::MaskedAddress(address.c_str())));
     return shown.join(QLatin1Char(','));
 }
 

@@ -31,6 +31,15 @@ void readAddress(const std::string& text)
             std::abort();
         address.display();
     }
+    dravo::redis::SentinelGroup group;
+    if (dravo::redis::parseSentinelAddress(text, group)) {
+        if (group.sentinels.empty() || group.name.empty() || group.node.database < 0)
+            std::abort();
+        for (const dravo::redis::RedisAddress& sentinel : group.sentinels) {
+            if (sentinel.host.empty() || sentinel.port <= 0 || sentinel.port > 65535)
+                std::abort();
+        }
+    }
 }
 
 void readSetting(const char* name)
