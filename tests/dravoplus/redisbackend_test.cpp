@@ -1109,6 +1109,50 @@ TEST_F(RedisBackendTest, ClientFindsThePrimaryThroughSentinelsAndFollowsAFailove
     EXPECT_EQ(pair.replica->command({"EXISTS", "dravo:rec:STATUS100032"}), "1");
 }
 
+// The primary dies in the middle of a stream into a persistent box. What it
+// had passed to its replica is all delivered from the promoted replica, in
+// order and once, and the stream goes on there.
+TEST_F(RedisBackendTest, PersistentBoxLosesNothingReplicatedWhenThePrimaryDiesMidStream)
+{
+    SentinelledPair pair;
+    ASSERT_EQ(pair.ready(), "");
+    ASSERT_EQ(useServers(pair.address), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    constexpr int kKind = 0x450000;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Stream", kKind, 10000, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::SetPersistent("Stream", true, nullptr, nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Stream", port, nullptr, nullptr), DRAVO_OK);
+
+    constexpr int kSends = 40;
+    constexpr int kDiesAfter = 20;
+    std::chrono::steady_clock::time_point killed;
+    long long outageMs = 0;
+    for (int i = 1; i <= kSends; ++i) {
+        DravoData record("STATUS_CHANGE", ("Mid-" + std::to_string(i)).c_str());
+        record.PutValue("pid", i);
+        const bool afterDeath = i > kDiesAfter;
+        int rc = DravoPlus::SendEvent(kKind, record, "test", nullptr);
+        // The calls between the death and the client's move fail; the stream
+        // sends again, as a task that must not lose a change does.
+        while (rc != DRAVO_OK && afterDeath && msSince(killed) < 60000) {
+            std::this_thread::sleep_for(20ms);
+            rc = DravoPlus::SendEvent(kKind, record, "test", nullptr);
+        }
+        ASSERT_EQ(rc, DRAVO_OK) << "send " << i;
+        if (i == kDiesAfter + 1)
+            outageMs = msSince(killed);
+        if (i == kDiesAfter) {
+            ASSERT_EQ(pair.primary.command({"WAIT", "1", "5000"}), "1") << "the stream did not reach the replica";
+            killed = std::chrono::steady_clock::now();
+            pair.primary.kill();
+        }
+    }
+    std::printf("[          ] the stream went on %lld ms after the primary died\n", outageMs);
+    EXPECT_EQ(activeNow(), SentinelledPair::plainAddress(*pair.replica));
+    EXPECT_EQ(namesReceived(port, 100), namesOf("Mid", 1, kSends));
+}
+
 // An operator's switch-over: the sentinels make the replica the primary
 // while the old one lives on as a replica. The client moves to the new
 // primary and writes there.
