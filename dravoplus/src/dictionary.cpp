@@ -246,7 +246,8 @@ bool parseType(const rapidjson::Value& json, std::size_t index, Dictionary& dict
         check.fail(where, "duplicate type");
         return false;
     }
-    dict.types.emplace(type->name, std::move(type));
+    const DravoRecordType* added = dict.types.emplace(type->name, std::move(type)).first->second.get();
+    dict.byName.emplace(added->name, added);
     return true;
 }
 
@@ -425,8 +426,8 @@ std::unique_ptr<Dictionary> parseDictionary(const std::string& text, const std::
 
 const DravoRecordType* Dictionary::type(std::string_view name) const
 {
-    auto it = types.find(name);
-    return it == types.end() ? nullptr : it->second.get();
+    const auto it = byName.find(name);
+    return it == byName.end() ? nullptr : it->second;
 }
 
 const Dictionary& dictionary()

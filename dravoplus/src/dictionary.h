@@ -49,9 +49,11 @@ namespace dravo {
 
 struct Dictionary {
     std::string path;
-    /* Looked up by any string without making one: every record made looks
-     * its type up by name. */
-    std::map<std::string, std::unique_ptr<DravoRecordType>, std::less<>> types;
+    std::map<std::string, std::unique_ptr<DravoRecordType>> types;
+    /* The same types by name, for type(): every record made looks its type
+     * up, a burst of changes thousands of times. The names are the types'
+     * own. */
+    std::unordered_map<std::string_view, const DravoRecordType*> byName;
     std::map<std::string, int> events;
 
     DRAVO_AUTOTEST_EXPORT const DravoRecordType* type(std::string_view name) const;

@@ -16,8 +16,10 @@ namespace {
 /* The length in front of the zlib stream. */
 constexpr int kClaimBytes = 4;
 /* The first output buffer; it doubles from there up to the claim, so a
- * stream that claims much and holds little costs what it holds. */
-constexpr int kFirstStep = 64 * 1024;
+ * stream that claims much and holds little costs at most this much more
+ * than it holds. A burst's change packet fits at once, without the copies
+ * of growing. */
+constexpr int kFirstStep = 1024 * 1024;
 
 /* Ends the zlib stream however the inflation leaves. */
 class Inflater
