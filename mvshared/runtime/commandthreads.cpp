@@ -42,7 +42,7 @@ RemoteCommandReply* ScadaRuntimeInterfacePrivate::startCommand(Command command)
         commandsInFlight.insert(ticket);
     }
     commandThreads.start(QRunnable::create([this, ticket, command] {
-        if (ticket->start())
+        if (!commandsClosing.load() && ticket->start())
             ticket->finish(command(ticket.get()));
         std::lock_guard<std::mutex> lock(commandsLock);
         commandsInFlight.erase(ticket);
@@ -50,11 +50,13 @@ RemoteCommandReply* ScadaRuntimeInterfacePrivate::startCommand(Command command)
     return reply;
 }
 
-/* Cancelling first releases the packets whose replies are awaited, so the
- * threads waiting for them return at once; queued commands return without
- * running. */
+/* Cancelling releases the packets whose replies are awaited, so the threads
+ * waiting for them return at once. Queued commands, which a freed thread
+ * takes up even before their own cancel, see the closing flag and return
+ * unsent. */
 void ScadaRuntimeInterfacePrivate::endCommands()
 {
+    commandsClosing.store(true);
     std::vector<std::shared_ptr<RemoteCommandTicket>> inFlight;
     {
         std::lock_guard<std::mutex> lock(commandsLock);

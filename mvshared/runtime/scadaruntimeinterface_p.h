@@ -25,6 +25,7 @@
 #include <QtCore/QString>
 #include <QtCore/QThreadPool>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -64,6 +65,8 @@ public:
     void endCommands();
 
     QThreadPool commandThreads;
+    /* Set when the owner is being destroyed: queued commands are not run. */
+    std::atomic<bool> commandsClosing{false};
     std::mutex commandsLock;
     std::set<std::shared_ptr<RemoteCommandTicket>> commandsInFlight;
 };
