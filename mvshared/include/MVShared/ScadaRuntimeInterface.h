@@ -154,7 +154,8 @@ public:
      * Destroying this object cancels its commands in flight (their replies
      * finish cancelled, their packets are released) and waits for its command
      * threads; a thread inside a read or send returns within that middleware
-     * call's own bound, a thread inside a reply wait at once. */
+     * call's own bound, a thread inside a reply wait at once (within a
+     * quarter of a second on Redis). */
 
     RemoteCommandReply* controlAoAsync(int pointId, int driver, int channelId, double value, bool isUnConfirmed);
     RemoteCommandReply* controlAosAsync(const QList<QPair<int, double>>& values, int driver, int channelId, int device);
