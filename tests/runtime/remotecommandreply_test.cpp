@@ -24,6 +24,10 @@
 
 #include <DravoPlus/DravoPlusTesting.h>
 
+#include <MVPlant/Plant.h>
+
+#include <redisserver.h>
+
 #include <QtCore/QByteArray>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QList>
@@ -118,6 +122,13 @@ protected:
     void SetUp() override
     {
         RuntimeTest::SetUp();
+        SetUpOnTheServerInUse();
+    }
+
+    // The interface, the plant's points and what the test may change, on
+    // the server the process is connected to.
+    void SetUpOnTheServerInUse()
+    {
         rt = newRuntime();
         freeAnalog = plantId(kFreeAnalog);
         taggedAnalog = plantId(kTaggedAnalog);
@@ -577,6 +588,97 @@ TEST_F(RemoteCommandReplyTest, DestroyingTheInterfaceCancelsCommandsInFlight)
                            [this](RemoteCommandReply* r) { return watchOf(r).finishedCount() == 1; });
     }));
     // The queued ones were never sent.
+    settle();
+    EXPECT_EQ(driver.commandsReceived(), 8);
+}
+
+// ---- On the Redis backend ---------------------------------------------------
+
+// The same commands through a redis-server of the test process: the
+// asynchronous forms end as the blocking ones do, and a cancel or the
+// interface's destruction frees the command threads without sitting out the
+// drivers' waits (the reply wait there notices the released packet).
+class RemoteCommandReplyRedisTest : public RemoteCommandReplyTest
+{
+protected:
+    void SetUp() override
+    {
+        const std::string address = mvtest::sharedRedisAddress();
+        ASSERT_FALSE(address.empty()) << "cannot start redis-server";
+        RuntimeTest::SetUp();
+        // Unscaled: the connect and reply timeouts of a Redis client scale
+        // too, and a busy machine needs the whole of them.
+        DravoPlus::SetWaitScale(kRealWaits);
+        DravoPlus::DisConnectMid(nullptr);
+        ASSERT_EQ(changeServerSetting(address.c_str(), nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        // The connection comes up on the middleware's own time.
+        ASSERT_TRUE(waitUntil([] { return DravoPlus::IsConnect(nullptr) == DRAVO_OK; }));
+        static bool plantLoaded = false;
+        if (!plantLoaded) {
+            std::string error;
+            ASSERT_EQ(MVPlant::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error), DRAVO_OK) << error;
+            plantLoaded = true;
+        }
+        RemoteCommandReplyTest::SetUpOnTheServerInUse();
+    }
+};
+
+TEST_F(RemoteCommandReplyRedisTest, AsyncFormsEndAsTheBlockingOnesAndCancelFreesTheThread)
+{
+    DravoPlus::SetWaitScale(kRealWaits);
+    SimulatedFieldDriver& driver = startDriver();
+    Answer silent;
+    silent.silent = true;
+    silent.apply = false;
+    driver.answerForPoint(freeStatus, silent);
+    rt->setMaxConcurrentCommands(1);
+
+    const RemoteSystemResult answered = rt->controlAo(freeAnalog, kDriver, kChannel, 21.0, false);
+    EXPECT_EQ(answered.kind, Morvane::DriverAnswered);
+    EXPECT_EQ(awaitResult(hold(rt->controlAoAsync(freeAnalog, kDriver, kChannel, 21.0, false))), answered);
+    const RemoteSystemResult refused = rt->controlAo(taggedAnalog, kDriver, kChannel, 1.0, false);
+    EXPECT_EQ(refused.kind, Morvane::ControlInhibited);
+    EXPECT_EQ(awaitResult(hold(rt->controlAoAsync(taggedAnalog, kDriver, kChannel, 1.0, false))), refused);
+    const RemoteSystemResult offline = rt->deviceCmd(freeStatus, kAbsentDriver, kChannel, QString(), QByteArray());
+    EXPECT_EQ(offline.code, DRAVO_NO_RECEIVER);
+    EXPECT_EQ(awaitResult(hold(rt->deviceCmdAsync(freeStatus, kAbsentDriver, kChannel, QString(), QByteArray()))),
+              offline);
+
+    // A device command the driver never answers would hold the one thread
+    // for 60 s; cancelled, it lets the poll behind it through.
+    RemoteCommandReply* stuck = hold(rt->deviceCmdAsync(freeStatus, kDriver, kChannel, QString(), QByteArray()));
+    ASSERT_TRUE(watchOf(stuck).waitState(RemoteCommandReply::AwaitingReply));
+    RemoteCommandReply* poll = hold(rt->integrityPollAsync(kRtu, kDriver, kChannel));
+    stuck->cancel();
+    expectCancelled(stuck->result());
+    const RemoteSystemResult polled = awaitResult(poll);
+    EXPECT_EQ(polled.kind, Morvane::DriverAnswered);
+    EXPECT_EQ(polled.code, 0);
+}
+
+TEST_F(RemoteCommandReplyRedisTest, DestroyingTheInterfaceCancelsCommandsInFlight)
+{
+    DravoPlus::SetWaitScale(kRealWaits);
+    Answer silent;
+    silent.silent = true;
+    silent.apply = false;
+    SimulatedFieldDriver& driver = startDriver();
+    driver.setDefaultAnswer(silent);
+
+    ScadaRuntimeInterface* doomed = newRuntime();
+    std::vector<RemoteCommandReply*> started;
+    for (int i = 0; i < 12; ++i)
+        started.push_back(hold(doomed->integrityPollAsync(kRtu, kDriver, kChannel)));
+    ASSERT_TRUE(waitUntil([&] { return driver.commandsReceived() == doomed->maxConcurrentCommands(); }));
+
+    QElapsedTimer clock;
+    clock.start();
+    destroyRuntime(doomed);
+    // Each wait lasts 15 s here; the destruction does not sit them out.
+    EXPECT_LT(clock.elapsed(), 10000);
+    for (RemoteCommandReply* reply : started)
+        expectCancelled(reply->result());
     settle();
     EXPECT_EQ(driver.commandsReceived(), 8);
 }
