@@ -125,14 +125,19 @@ RemoteSystemResult middlewareDead()
     return makeResult(MiddlewareFailed, kMiddlewareDeadCode, ScadaRuntimeInterface::tr("Middleware is dead"));
 }
 
-/* The wait for the driver's reply to a sent packet, as CMD_RESPONSE or
- * untyped. An asynchronous command lodges its handle with its ticket first,
- * so that cancelling it releases the packet and ends this wait. */
-int awaitReply(RemoteCommandTicket* ticket, DravoHandle handle, DravoData& reply, int seconds, bool typed)
+/* How a command takes its reply: typed as CMD_RESPONSE by the middleware,
+ * or untyped and cast by the command. */
+enum ReplyForm { TypedReply, UntypedReply };
+
+/* The wait for the driver's reply to a sent packet. An asynchronous command
+ * lodges its handle with its ticket first, so that cancelling it releases
+ * the packet and ends this wait. */
+int awaitReply(RemoteCommandTicket* ticket, DravoHandle handle, DravoData& reply, int seconds, ReplyForm form)
 {
     if (ticket)
         ticket->awaiting(handle, seconds);
-    return typed ? DravoPlus::WaitReply(handle, reply, seconds) : DravoPlus::WaitUndefinedReply(handle, reply, seconds);
+    return form == TypedReply ? DravoPlus::WaitReply(handle, reply, seconds)
+                              : DravoPlus::WaitUndefinedReply(handle, reply, seconds);
 }
 
 RemoteSystemResult runControlAo(ScadaRuntimeInterface& runtime, RemoteCommandTicket* ticket, int pointId, int driver,
@@ -165,7 +170,7 @@ RemoteSystemResult runControlAo(ScadaRuntimeInterface& runtime, RemoteCommandTic
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply(kReplyType);
-    const int waited = awaitReply(ticket, handle, reply, kControlWait, true);
+    const int waited = awaitReply(ticket, handle, reply, kControlWait, TypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     DravoPlus::DisConnect(handle);
@@ -203,7 +208,7 @@ RemoteSystemResult runControlAos(ScadaRuntimeInterface& runtime, RemoteCommandTi
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply(kReplyType);
-    const int waited = awaitReply(ticket, handle, reply, kControlWait, true);
+    const int waited = awaitReply(ticket, handle, reply, kControlWait, TypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     DravoPlus::DisConnect(handle);
@@ -229,7 +234,7 @@ RemoteSystemResult runControlRtu(RemoteCommandTicket* ticket, int rtuId, int dri
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply;
-    const int waited = awaitReply(ticket, handle, reply, kRtuWait, false);
+    const int waited = awaitReply(ticket, handle, reply, kRtuWait, UntypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     reply.CastType(kReplyType);
@@ -259,7 +264,7 @@ RemoteSystemResult runDeviceCmd(RemoteCommandTicket* ticket, int pointId, int dr
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply;
-    const int waited = awaitReply(ticket, handle, reply, kGenericWait, false);
+    const int waited = awaitReply(ticket, handle, reply, kGenericWait, UntypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     reply.CastType(kReplyType);
@@ -300,7 +305,7 @@ RemoteSystemResult runWriteStatusPoint(ScadaRuntimeInterface& runtime, RemoteCom
     if (isUnConfirmed)
         return makeResult(SentUnconfirmed, 0);
     DravoData reply(kReplyType);
-    const int waited = awaitReply(ticket, handle, reply, kControlWait, true);
+    const int waited = awaitReply(ticket, handle, reply, kControlWait, TypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     DravoPlus::DisConnect(handle);
