@@ -17,6 +17,13 @@
 namespace dravo {
 namespace redis {
 
+namespace {
+
+/* The longest a reply wait blocks before it looks whether its handle was
+ * released meanwhile; real milliseconds, not scaled. */
+constexpr long kReleaseCheckMs = 250;
+
+} // namespace
 
 /* ---- The sending side -------------------------------------------------------- */
 
@@ -39,7 +46,12 @@ int RedisBackend::sendPacket(const std::string& target, const DravoData& request
     });
 }
 
-/* A handle that expires during the wait is gone like a released one. */
+/* A handle that expires during the wait is gone like a released one. The
+ * release of a handle by another thread or client pushes nothing to its
+ * reply list (the roles that may release a handle may not write replies), so
+ * the wait blocks in slices and looks at the handle between them: a released
+ * handle ends the wait within one slice, as it does at once on the embedded
+ * server. */
 int RedisBackend::waitReply(DravoHandle handle, DravoData& reply, long waitMs)
 {
     const Clock::time_point deadline = deadlineIn(waitMs);
@@ -59,7 +71,7 @@ int RedisBackend::waitReply(DravoHandle handle, DravoData& reply, long waitMs)
                 return DRAVO_TIMEOUT;
             /* Wake when the handle runs out, to report it gone. */
             const long life = std::max(static_cast<long>(integer(at(taken.get(), 1))), 1L);
-            const long block = std::min(left, life);
+            const long block = std::min({left, life, kReleaseCheckMs});
             const Reply popped = connection.blockingCommand({"BLPOP", replyKey(id), blockingTimeout(block)}, block);
             if (!popped)
                 return DRAVO_NOT_CONNECTED;

@@ -6,11 +6,20 @@
  *
  * Nothing is kept between calls. Each call holds one packet handle for its
  * send and wait; after a failed wait the handle is left to expire on its own.
+ *
+ * Every command is written once, as a function of the interface and an
+ * optional ticket: the blocking members run it on the caller's thread
+ * without one, the asynchronous members hand it to the interface's command
+ * threads with the ticket of the reply they return. The ticket only learns
+ * the packet handle before the wait, so that a cancel can release it.
  */
 #include "middlewaretext_p.h"
+#include "remotecommandticket_p.h"
+#include "scadaruntimeinterface_p.h"
 
 #include <MVShared/BoundedUncompress.h>
 #include <MVShared/MorvaneTexts.h>
+#include <MVShared/RemoteCommandReply.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
 #include <QtCore/QByteArray>
@@ -20,14 +29,11 @@
 
 namespace {
 
+using Morvane::ControlInhibited;
+using Morvane::DriverAnswered;
+using Morvane::MiddlewareFailed;
 using Morvane::RemoteSystemResult;
-
-enum ResultKind : qint32 {
-    DriverAnswered = 0,
-    MiddlewareFailed = 1,
-    ControlInhibited = 2,
-    SentUnconfirmed = 3
-};
+using Morvane::SentUnconfirmed;
 
 constexpr qint32 kMiddlewareDeadCode = 3001;
 constexpr qint32 kInhibitedCode = 2222;
@@ -108,21 +114,45 @@ bool controlAllowed(ScadaRuntimeInterface& runtime, int pointId, QString* fullNa
     return true;
 }
 
-} // namespace
-
-RemoteSystemResult ScadaRuntimeInterface::controlAo(int pointId, int driver, int channelId, double value,
-                                                    bool isUnConfirmed)
+/* A single control or status write refused for the tag. */
+RemoteSystemResult inhibited()
 {
-    if (!controlAllowed(*this, pointId, nullptr))
-        return makeResult(ControlInhibited, kInhibitedCode, tr("Control Inhabit tagged"));
+    return makeResult(ControlInhibited, kInhibitedCode, ScadaRuntimeInterface::tr("Control Inhabit tagged"));
+}
+
+RemoteSystemResult middlewareDead()
+{
+    return makeResult(MiddlewareFailed, kMiddlewareDeadCode, ScadaRuntimeInterface::tr("Middleware is dead"));
+}
+
+/* How a command takes its reply: typed as CMD_RESPONSE by the middleware,
+ * or untyped and cast by the command. */
+enum ReplyForm { TypedReply, UntypedReply };
+
+/* The wait for the driver's reply to a sent packet. An asynchronous command
+ * lodges its handle with its ticket first, so that cancelling it releases
+ * the packet and ends this wait. */
+int awaitReply(RemoteCommandTicket* ticket, DravoHandle handle, DravoData& reply, int seconds, ReplyForm form)
+{
+    if (ticket)
+        ticket->awaiting(handle, seconds);
+    return form == TypedReply ? DravoPlus::WaitReply(handle, reply, seconds)
+                              : DravoPlus::WaitUndefinedReply(handle, reply, seconds);
+}
+
+RemoteSystemResult runControlAo(ScadaRuntimeInterface& runtime, RemoteCommandTicket* ticket, int pointId, int driver,
+                                int channelId, double value, bool isUnConfirmed)
+{
+    if (!controlAllowed(runtime, pointId, nullptr))
+        return inhibited();
 
     DravoData envelope(kEnvelopeType);
     envelope.PutValue("isUnConfirmed", static_cast<std::uint8_t>(isUnConfirmed ? 1 : 0));
     if (!envelope.IsGood())
-        return makeResult(MiddlewareFailed, kMiddlewareDeadCode, tr("Middleware is dead"));
+        return middlewareDead();
     DravoData point;
-    if (GetPoint(pointId, point) != 0)
-        return makeResult(MiddlewareFailed, kMiddlewareDeadCode, tr("Middleware is dead"));
+    if (runtime.GetPoint(pointId, point) != 0)
+        return middlewareDead();
 
     DravoData param("REMOTE_AO_COMMAND");
     param.PutValue("pid", static_cast<std::int32_t>(pointId));
@@ -140,23 +170,24 @@ RemoteSystemResult ScadaRuntimeInterface::controlAo(int pointId, int driver, int
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply(kReplyType);
-    const int waited = DravoPlus::WaitReply(handle, reply, kControlWait);
+    const int waited = awaitReply(ticket, handle, reply, kControlWait, TypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     DravoPlus::DisConnect(handle);
     return driverAnswer(reply);
 }
 
-RemoteSystemResult ScadaRuntimeInterface::controlAos(const QList<QPair<int, double>>& values, int driver,
-                                                     int channelId, int device)
+RemoteSystemResult runControlAos(ScadaRuntimeInterface& runtime, RemoteCommandTicket* ticket,
+                                 const QList<QPair<int, double>>& values, int driver, int channelId, int device)
 {
     DravoData envelope(kEnvelopeType);
     if (!envelope.IsGood())
-        return makeResult(MiddlewareFailed, kMiddlewareDeadCode, tr("Middleware is dead"));
+        return middlewareDead();
     for (const auto& entry : values) {
         QString fullName;
-        if (!controlAllowed(*this, entry.first, &fullName))
-            return makeResult(ControlInhibited, kInhibitedCode, tr("%1 is control inhabit tagged").arg(fullName));
+        if (!controlAllowed(runtime, entry.first, &fullName))
+            return makeResult(ControlInhibited, kInhibitedCode,
+                              ScadaRuntimeInterface::tr("%1 is control inhabit tagged").arg(fullName));
     }
 
     DravoData param("REMOTE_AO_SEQUENCE_COMMAND");
@@ -177,19 +208,19 @@ RemoteSystemResult ScadaRuntimeInterface::controlAos(const QList<QPair<int, doub
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply(kReplyType);
-    const int waited = DravoPlus::WaitReply(handle, reply, kControlWait);
+    const int waited = awaitReply(ticket, handle, reply, kControlWait, TypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     DravoPlus::DisConnect(handle);
     return driverAnswer(reply);
 }
 
-RemoteSystemResult ScadaRuntimeInterface::controlRtu(int rtuId, int driver, int channelId,
-                                                     Morvane::RtuControlCode code)
+RemoteSystemResult runControlRtu(RemoteCommandTicket* ticket, int rtuId, int driver, int channelId,
+                                 Morvane::RtuControlCode code)
 {
     DravoData envelope(kEnvelopeType);
     if (!envelope.IsGood())
-        return makeResult(MiddlewareFailed, kMiddlewareDeadCode, tr("Middleware is dead"));
+        return middlewareDead();
 
     DravoData param("REMOTE_RTU_COMMAND");
     param.PutValue("pid", static_cast<std::int32_t>(rtuId));
@@ -203,12 +234,104 @@ RemoteSystemResult ScadaRuntimeInterface::controlRtu(int rtuId, int driver, int 
     if (sent != 0)
         return middlewareFailure(sent);
     DravoData reply;
-    const int waited = DravoPlus::WaitUndefinedReply(handle, reply, kRtuWait);
+    const int waited = awaitReply(ticket, handle, reply, kRtuWait, UntypedReply);
     if (waited != 0)
         return middlewareFailure(waited);
     reply.CastType(kReplyType);
     DravoPlus::DisConnect(handle);
     return driverAnswer(reply);
+}
+
+/* No tag check and no envelope check: generic commands go to the driver as
+ * they are, and a driver that is not running is told apart. */
+RemoteSystemResult runDeviceCmd(RemoteCommandTicket* ticket, int pointId, int driver, int channelId,
+                                const QString& par1, const QByteArray& par2)
+{
+    DravoData envelope(kEnvelopeType);
+    DravoData param("REMOTE_GENERIC_CMD");
+    param.PutValue("pid", static_cast<std::int32_t>(pointId));
+    param.PutValue("par1", par1.toLatin1().constData());
+    param.PutValue("sizeBuffer", static_cast<std::int32_t>(par2.size()));
+    param.PutValue("par2", par2.constData(), par2.size());
+    envelope.PutValue("cmdCode", std::int32_t{6});
+    envelope.PutValue("param", param);
+    envelope.PutValue("commid", static_cast<std::int32_t>(channelId));
+
+    DravoHandle handle = 0;
+    const int sent = DravoPlus::SendPacket(driverTarget(driver).constData(), envelope, handle, kSendConfirmed);
+    if (sent == DRAVO_NO_RECEIVER)
+        return makeResult(MiddlewareFailed, sent, ScadaRuntimeInterface::tr("Driver is offline"));
+    if (sent != 0)
+        return middlewareFailure(sent);
+    DravoData reply;
+    const int waited = awaitReply(ticket, handle, reply, kGenericWait, UntypedReply);
+    if (waited != 0)
+        return middlewareFailure(waited);
+    reply.CastType(kReplyType);
+
+    const qint32 failwhy = reply.GetShortValue("failwhy");
+    if (failwhy == Morvane::UndefinedError)
+        return makeResult(DriverAnswered, failwhy, failMessageOf(reply));
+    DravoPlus::DisConnect(handle);
+    RemoteSystemResult result = makeResult(DriverAnswered, failwhy,
+        Morvane::driverErrorString(static_cast<Morvane::DriverErrorResult>(failwhy)));
+    const qint32 addSize = reply.GetSignedIntValue("addSize");
+    if (addSize != 0) {
+        /* The driver's bytes follow the fixed reply: a qCompress stream (a
+         * 4-byte big-endian length, then zlib). Never read past the buffer,
+         * and never inflate more than a device answer can be: whoever
+         * serves the driver's name writes these bytes. */
+        const int fixedSize = DravoData(kReplyType).GetBufferSize();
+        const int available = reply.GetBufferSize() - fixedSize;
+        const int count = qBound(0, addSize, qMax(0, available));
+        if (count > 0)
+            result.data = Morvane::boundedUncompress(reply.GetRawValue() + fixedSize, count,
+                                                     Morvane::LargestDeviceCmdData);
+    }
+    return result;
+}
+
+RemoteSystemResult runWriteStatusPoint(ScadaRuntimeInterface& runtime, RemoteCommandTicket* ticket, int pointId,
+                                       int driver, DravoData& envelope, bool isUnConfirmed)
+{
+    if (!controlAllowed(runtime, pointId, nullptr))
+        return inhibited();
+
+    envelope.PutValue("isUnConfirmed", static_cast<std::uint8_t>(isUnConfirmed ? 1 : 0));
+    DravoHandle handle = 0;
+    const int sent = DravoPlus::SendPacket(driverTarget(driver).constData(), envelope, handle, kSendConfirmed);
+    if (sent != 0)
+        return middlewareFailure(sent);
+    if (isUnConfirmed)
+        return makeResult(SentUnconfirmed, 0);
+    DravoData reply(kReplyType);
+    const int waited = awaitReply(ticket, handle, reply, kControlWait, TypedReply);
+    if (waited != 0)
+        return middlewareFailure(waited);
+    DravoPlus::DisConnect(handle);
+    return driverAnswer(reply);
+}
+
+} // namespace
+
+/* ---- The blocking forms: the command on the caller's thread --------------- */
+
+RemoteSystemResult ScadaRuntimeInterface::controlAo(int pointId, int driver, int channelId, double value,
+                                                    bool isUnConfirmed)
+{
+    return runControlAo(*this, nullptr, pointId, driver, channelId, value, isUnConfirmed);
+}
+
+RemoteSystemResult ScadaRuntimeInterface::controlAos(const QList<QPair<int, double>>& values, int driver,
+                                                     int channelId, int device)
+{
+    return runControlAos(*this, nullptr, values, driver, channelId, device);
+}
+
+RemoteSystemResult ScadaRuntimeInterface::controlRtu(int rtuId, int driver, int channelId,
+                                                     Morvane::RtuControlCode code)
+{
+    return runControlRtu(nullptr, rtuId, driver, channelId, code);
 }
 
 RemoteSystemResult ScadaRuntimeInterface::integrityPoll(int rtuId, int driver, int channelId)
@@ -241,73 +364,91 @@ RemoteSystemResult ScadaRuntimeInterface::timeSync(int rtuId, int driver, int ch
     return controlRtu(rtuId, driver, channelId, Morvane::TimeSynchronization);
 }
 
-/* No tag check and no envelope check: generic commands go to the driver as
- * they are, and a driver that is not running is told apart. */
 RemoteSystemResult ScadaRuntimeInterface::deviceCmd(int pointId, int driver, int channelId, const QString& par1,
                                                     const QByteArray& par2)
 {
-    DravoData envelope(kEnvelopeType);
-    DravoData param("REMOTE_GENERIC_CMD");
-    param.PutValue("pid", static_cast<std::int32_t>(pointId));
-    param.PutValue("par1", par1.toLatin1().constData());
-    param.PutValue("sizeBuffer", static_cast<std::int32_t>(par2.size()));
-    param.PutValue("par2", par2.constData(), par2.size());
-    envelope.PutValue("cmdCode", std::int32_t{6});
-    envelope.PutValue("param", param);
-    envelope.PutValue("commid", static_cast<std::int32_t>(channelId));
-
-    DravoHandle handle = 0;
-    const int sent = DravoPlus::SendPacket(driverTarget(driver).constData(), envelope, handle, kSendConfirmed);
-    if (sent == DRAVO_NO_RECEIVER)
-        return makeResult(MiddlewareFailed, sent, tr("Driver is offline"));
-    if (sent != 0)
-        return middlewareFailure(sent);
-    DravoData reply;
-    const int waited = DravoPlus::WaitUndefinedReply(handle, reply, kGenericWait);
-    if (waited != 0)
-        return middlewareFailure(waited);
-    reply.CastType(kReplyType);
-
-    const qint32 failwhy = reply.GetShortValue("failwhy");
-    if (failwhy == Morvane::UndefinedError)
-        return makeResult(DriverAnswered, failwhy, failMessageOf(reply));
-    DravoPlus::DisConnect(handle);
-    RemoteSystemResult result = makeResult(DriverAnswered, failwhy,
-        Morvane::driverErrorString(static_cast<Morvane::DriverErrorResult>(failwhy)));
-    const qint32 addSize = reply.GetSignedIntValue("addSize");
-    if (addSize != 0) {
-        /* The driver's bytes follow the fixed reply: a qCompress stream (a
-         * 4-byte big-endian length, then zlib). Never read past the buffer,
-         * and never inflate more than a device answer can be: whoever
-         * serves the driver's name writes these bytes. */
-        const int fixedSize = DravoData(kReplyType).GetBufferSize();
-        const int available = reply.GetBufferSize() - fixedSize;
-        const int count = qBound(0, addSize, qMax(0, available));
-        if (count > 0)
-            result.data = Morvane::boundedUncompress(reply.GetRawValue() + fixedSize, count,
-                                                     Morvane::LargestDeviceCmdData);
-    }
-    return result;
+    return runDeviceCmd(nullptr, pointId, driver, channelId, par1, par2);
 }
 
+/* The channel id is not used: the caller's envelope carries what it needs. */
 RemoteSystemResult ScadaRuntimeInterface::writeStatusPoint(int pointId, int driver, int channelId,
                                                            DravoData& envelope, bool isUnConfirmed)
 {
     Q_UNUSED(channelId)
-    if (!controlAllowed(*this, pointId, nullptr))
-        return makeResult(ControlInhibited, kInhibitedCode, tr("Control Inhabit tagged"));
+    return runWriteStatusPoint(*this, nullptr, pointId, driver, envelope, isUnConfirmed);
+}
 
-    envelope.PutValue("isUnConfirmed", static_cast<std::uint8_t>(isUnConfirmed ? 1 : 0));
-    DravoHandle handle = 0;
-    const int sent = DravoPlus::SendPacket(driverTarget(driver).constData(), envelope, handle, kSendConfirmed);
-    if (sent != 0)
-        return middlewareFailure(sent);
-    if (isUnConfirmed)
-        return makeResult(SentUnconfirmed, 0);
-    DravoData reply(kReplyType);
-    const int waited = DravoPlus::WaitReply(handle, reply, kControlWait);
-    if (waited != 0)
-        return middlewareFailure(waited);
-    DravoPlus::DisConnect(handle);
-    return driverAnswer(reply);
+/* ---- The asynchronous forms: the same commands on a command thread -------- */
+
+RemoteCommandReply* ScadaRuntimeInterface::controlAoAsync(int pointId, int driver, int channelId, double value,
+                                                          bool isUnConfirmed)
+{
+    return d->startCommand([=](RemoteCommandTicket* ticket) {
+        return runControlAo(*this, ticket, pointId, driver, channelId, value, isUnConfirmed);
+    });
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::controlAosAsync(const QList<QPair<int, double>>& values, int driver,
+                                                           int channelId, int device)
+{
+    return d->startCommand([=](RemoteCommandTicket* ticket) {
+        return runControlAos(*this, ticket, values, driver, channelId, device);
+    });
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::controlRtuAsync(int rtuId, int driver, int channelId,
+                                                           Morvane::RtuControlCode code)
+{
+    return d->startCommand([=](RemoteCommandTicket* ticket) {
+        return runControlRtu(ticket, rtuId, driver, channelId, code);
+    });
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::integrityPollAsync(int rtuId, int driver, int channelId)
+{
+    return controlRtuAsync(rtuId, driver, channelId, Morvane::IntegrityPoll);
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::statusPollAsync(int rtuId, int driver, int channelId)
+{
+    return controlRtuAsync(rtuId, driver, channelId, Morvane::StatusPoll);
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::analogPollAsync(int rtuId, int driver, int channelId)
+{
+    return controlRtuAsync(rtuId, driver, channelId, Morvane::AnalogPoll);
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::restartDeviceAsync(int rtuId, int driver, int channelId)
+{
+    return controlRtuAsync(rtuId, driver, channelId, Morvane::DeviceRestart);
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::eventPollAsync(int rtuId, int driver, int channelId)
+{
+    return controlRtuAsync(rtuId, driver, channelId, Morvane::EventPoll);
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::timeSyncAsync(int rtuId, int driver, int channelId)
+{
+    return controlRtuAsync(rtuId, driver, channelId, Morvane::TimeSynchronization);
+}
+
+RemoteCommandReply* ScadaRuntimeInterface::deviceCmdAsync(int pointId, int driver, int channelId,
+                                                          const QString& par1, const QByteArray& par2)
+{
+    return d->startCommand([=](RemoteCommandTicket* ticket) {
+        return runDeviceCmd(ticket, pointId, driver, channelId, par1, par2);
+    });
+}
+
+/* The worker sends its own copy of the envelope; the caller's is untouched. */
+RemoteCommandReply* ScadaRuntimeInterface::writeStatusPointAsync(int pointId, int driver, int channelId,
+                                                                 const DravoData& envelope, bool isUnConfirmed)
+{
+    Q_UNUSED(channelId)
+    return d->startCommand([=](RemoteCommandTicket* ticket) {
+        DravoData sent = envelope;
+        return runWriteStatusPoint(*this, ticket, pointId, driver, sent, isUnConfirmed);
+    });
 }

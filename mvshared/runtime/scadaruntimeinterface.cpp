@@ -16,6 +16,7 @@ using MorvaneRuntime::putUtf16;
 ScadaRuntimeInterfacePrivate::ScadaRuntimeInterfacePrivate(ScadaRuntimeInterface* owner)
     : q(owner), aliveOid(0), alivePid(0), aliveRegistered(true)
 {
+    initCommandThreads();
 }
 
 ScadaRuntimeInterfacePrivate::~ScadaRuntimeInterfacePrivate() = default;
@@ -89,6 +90,7 @@ ScadaRuntimeInterface::ScadaRuntimeInterface(QString domainName, QObject* parent
 
 ScadaRuntimeInterface::~ScadaRuntimeInterface()
 {
+    d->endCommands();
     DravoPlus::RemoveListener(*d);
     delete d;
 }

@@ -10,6 +10,10 @@
  * active-server cache, and the alive values here. No middleware call is made
  * while it is held, except the owner's activeServer() asking for the server
  * name, which only reads the middleware's current address.
+ *
+ * It also keeps the command threads of the asynchronous remote commands and
+ * the tickets of the commands in flight, so that the owner's destruction can
+ * cancel them and wait for its threads.
  */
 #ifndef MVSHARED_SCADARUNTIMEINTERFACE_P_H
 #define MVSHARED_SCADARUNTIMEINTERFACE_P_H
@@ -19,8 +23,15 @@
 #include <DravoPlus/DravoPlus.h>
 
 #include <QtCore/QString>
+#include <QtCore/QThreadPool>
 
+#include <atomic>
+#include <functional>
+#include <memory>
 #include <mutex>
+#include <set>
+
+class RemoteCommandTicket;
 
 class ScadaRuntimeInterfacePrivate : public DravoStatusListenerBase
 {
@@ -44,6 +55,20 @@ public:
     /* A standard mutex: the thread sanitizer sees its locking, which it
      * cannot see inside the distribution's Qt. */
     std::mutex stateLock;
+
+    /* Queues the command on a command thread and returns its reply, made on
+     * the calling thread. */
+    using Command = std::function<Morvane::RemoteSystemResult(RemoteCommandTicket*)>;
+    void initCommandThreads();
+    RemoteCommandReply* startCommand(Command command);
+    /* Cancels every command in flight and waits for the command threads. */
+    void endCommands();
+
+    QThreadPool commandThreads;
+    /* Set when the owner is being destroyed: queued commands are not run. */
+    std::atomic<bool> commandsClosing{false};
+    std::mutex commandsLock;
+    std::set<std::shared_ptr<RemoteCommandTicket>> commandsInFlight;
 };
 
 #endif

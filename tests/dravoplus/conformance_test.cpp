@@ -9,6 +9,7 @@
 #include "middlewarefixture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -1468,6 +1469,32 @@ TEST_P(MiddlewareTest, ReleasedHandleIsBad)
     EXPECT_EQ(DravoPlus::WaitReply(handle, reply, 1), DRAVO_BAD_HANDLE);
     EXPECT_EQ(DravoPlus::WaitUndefinedReply(handle, reply, 1), DRAVO_BAD_HANDLE);
     EXPECT_EQ(DravoPlus::WaitReply(handle + 1000000, reply, 1), DRAVO_BAD_HANDLE);
+}
+
+// A caller that gives up on a request releases its handle from another
+// thread: the wait on it ends there and then instead of sitting out its
+// seconds, and the driver's late answer is refused.
+TEST_P(MiddlewareTest, ReleasingAHandleEndsAWaitOnItFromAnotherThread)
+{
+    DravoPlus::SetWaitScale(1.0);
+    const std::string target = uniqueName("Driver");
+    DravoHandle handle = 0;
+    ASSERT_EQ(DravoPlus::SendPacket(target.c_str(), aoRequest(), handle, 1), DRAVO_OK);
+    std::atomic<int> waited{-1};
+    const auto start = std::chrono::steady_clock::now();
+    std::thread waiter([&] {
+        DravoData reply;
+        waited = DravoPlus::WaitReply(handle, reply, 60);
+    });
+    // Released while the wait runs or just before it begins: either way it
+    // ends with the handle gone.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(DravoPlus::DisConnect(handle), DRAVO_OK);
+    waiter.join();
+    EXPECT_EQ(waited.load(), DRAVO_BAD_HANDLE);
+    // Far from the 60 s the wait was given.
+    EXPECT_LT(elapsedMs(start), 20000);
+    EXPECT_EQ(DravoPlus::ReplyPacket(handle, aoRequest()), DRAVO_BAD_HANDLE);
 }
 
 TEST_P(MiddlewareTest, UnreleasedHandleExpiresOnItsOwn)

@@ -29,6 +29,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QDoubleSpinBox>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QProgressBar>
 #include <QtWidgets/QPushButton>
 
 #include <gtest/gtest.h>
@@ -303,6 +304,72 @@ TEST_F(ConsoleTest, ControlIsExecutedByTheDriverAndConfirmed)
     EXPECT_TRUE(waitUntil([&] { return m_simulator->counters().commandsAnswered == 2; }));
     EXPECT_TRUE(waitUntil([&] { return m_window->log()->toPlainText().contains(QStringLiteral("Answered by the driver code 0")); }))
         << m_window->log()->toPlainText().toStdString();
+}
+
+// The control goes out without holding up the window: while the driver keeps
+// silent the dialog goes on handling events, shows the wait for the driver,
+// and its Cancel button ends the control with a cancelled result.
+TEST_F(ConsoleTest, ControlDialogStaysResponsiveWhileWaitingAndCancelEndsTheControl)
+{
+    const PlantPoint* setpoint = m_window->plant().findPoint(kFreeSetpoint);
+    ASSERT_NE(setpoint, nullptr);
+    int driver = 0;
+    int channel = 0;
+    ASSERT_TRUE(m_window->plant().route(setpoint->rtuId, driver, channel));
+    ASSERT_NE(m_simulator->driver(driver), nullptr);
+    SimulatedFieldDriver::Answer silent;
+    silent.silent = true;
+    silent.apply = false;
+    m_simulator->driver(driver)->answerForPoint(setpoint->id, silent);
+    // The set-point's wait is the full 30 s: only Cancel ends it here.
+    DravoPlus::SetWaitScale(1.0);
+
+    ASSERT_TRUE(m_window->watchPoint(kFreeSetpoint));
+    ControlDialog* dialog = openControl(kFreeSetpoint);
+    ASSERT_NE(dialog, nullptr);
+    auto* send = dialog->findChild<QPushButton*>(QStringLiteral("sendSetpoint"));
+    auto* cancel = dialog->findChild<QPushButton*>(QStringLiteral("cancelControl"));
+    auto* progress = dialog->findChild<QProgressBar*>(QStringLiteral("controlProgress"));
+    ASSERT_TRUE(send && cancel && progress);
+    EXPECT_FALSE(cancel->isEnabled());
+    send->click();
+
+    // Back at once: the control is on its way and nothing has come back.
+    EXPECT_TRUE(dialog->isBusy());
+    EXPECT_TRUE(cancel->isEnabled());
+    EXPECT_FALSE(send->isEnabled());
+    EXPECT_TRUE(label(dialog, "resultKind").isEmpty());
+    // The window keeps turning its event loop: a timer fires and the dialog
+    // follows the command to its wait for the driver.
+    bool timerFired = false;
+    QTimer::singleShot(0, dialog, [&timerFired] { timerFired = true; });
+    ASSERT_TRUE(waitUntil([&] { return timerFired && label(dialog, "controlState").contains(QStringLiteral("waiting for Driver")); }))
+        << label(dialog, "controlState").toStdString();
+    EXPECT_TRUE(progress->isVisible());
+    EXPECT_EQ(progress->maximum(), 30000);
+    EXPECT_TRUE(progress->text().endsWith(QStringLiteral(" s left"))) << progress->text().toStdString();
+    EXPECT_TRUE(dialog->isBusy());
+
+    cancel->click();
+    ASSERT_TRUE(waitUntil([&] { return label(dialog, "controlState") == QStringLiteral("Cancelled"); }))
+        << label(dialog, "controlState").toStdString();
+    EXPECT_EQ(label(dialog, "resultKind"), QStringLiteral("Cancelled"));
+    EXPECT_EQ(label(dialog, "resultCode"), QStringLiteral("0"));
+    EXPECT_EQ(label(dialog, "resultMessage"), QStringLiteral("Command cancelled"));
+    EXPECT_EQ(dialog->lastResult().kind, Morvane::CommandCancelled);
+    EXPECT_FALSE(dialog->isBusy());
+    EXPECT_FALSE(cancel->isEnabled());
+    EXPECT_TRUE(send->isEnabled());
+    EXPECT_FALSE(progress->isVisible());
+    EXPECT_TRUE(waitUntil([&] { return m_window->log()->toPlainText().contains(QStringLiteral("Cancelled code 0")); }))
+        << m_window->log()->toPlainText().toStdString();
+
+    // The dialog is ready for the next control: the driver answers again.
+    m_simulator->driver(driver)->clearAnswers();
+    send->click();
+    ASSERT_TRUE(waitUntil([&] { return label(dialog, "controlState") == QStringLiteral("Done"); }));
+    EXPECT_EQ(label(dialog, "resultKind"), QStringLiteral("Answered by the driver"));
+    DravoPlus::SetWaitScale(0.05);
 }
 
 // A driver's failure message and a point's name are shown as they stand: the

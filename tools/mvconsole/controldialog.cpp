@@ -1,20 +1,23 @@
 /*
- * controldialog.cpp: the control form and its worker thread.
+ * controldialog.cpp: the control form, following its asynchronous command.
  */
 #include "controldialog.h"
 
 #include <MVShared/ScadaRuntimeInterface.h>
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QPointer>
-#include <QtCore/QThread>
+#include <DravoPlus/DravoPlus.h>
+
+#include <QtCore/QtMath>
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QDoubleSpinBox>
 #include <QtWidgets/QFormLayout>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QProgressBar>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QVBoxLayout>
+
+#include <climits>
 
 namespace {
 
@@ -23,7 +26,11 @@ const char* const kKindTexts[] = {
     QT_TRANSLATE_NOOP("ControlDialog", "Middleware failure"),
     QT_TRANSLATE_NOOP("ControlDialog", "Refused: control inhibit tag"),
     QT_TRANSLATE_NOOP("ControlDialog", "Sent without confirmation"),
+    QT_TRANSLATE_NOOP("ControlDialog", "Cancelled"),
 };
+
+/* How often the time left of a wait is shown anew. */
+constexpr int kWaitTickMs = 200;
 
 /* Point names come from the plant and messages from the drivers: they are
  * shown as they stand, never read as markup (a QLabel's automatic mode would
@@ -73,9 +80,19 @@ ControlDialog::ControlDialog(ScadaRuntimeInterface* runtime, const PlantIndex& p
     m_poll = new QPushButton(tr("Poll remote unit"));
     m_poll->setObjectName(QStringLiteral("pollRemoteUnit"));
     m_poll->setEnabled(routed);
+    m_cancel = new QPushButton(tr("Cancel control"));
+    m_cancel->setObjectName(QStringLiteral("cancelControl"));
+    m_cancel->setEnabled(false);
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(m_setpoint);
     buttons->addWidget(m_poll);
+    buttons->addWidget(m_cancel);
+
+    m_progress = new QProgressBar;
+    m_progress->setObjectName(QStringLiteral("controlProgress"));
+    m_progress->setVisible(false);
+    m_waitTicker.setInterval(kWaitTickMs);
+    connect(&m_waitTicker, &QTimer::timeout, this, &ControlDialog::showWaitLeft);
 
     m_state = resultLabel(QStringLiteral("controlState"));
     m_kind = resultLabel(QStringLiteral("resultKind"));
@@ -91,10 +108,12 @@ ControlDialog::ControlDialog(ScadaRuntimeInterface* runtime, const PlantIndex& p
     connect(close, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(m_setpoint, &QPushButton::clicked, this, &ControlDialog::sendSetpoint);
     connect(m_poll, &QPushButton::clicked, this, &ControlDialog::pollRemoteUnit);
+    connect(m_cancel, &QPushButton::clicked, this, &ControlDialog::cancelControl);
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     layout->addLayout(buttons);
+    layout->addWidget(m_progress);
     layout->addLayout(result);
     layout->addWidget(close);
 }
@@ -108,51 +127,93 @@ QString ControlDialog::kindText(int kind)
 
 void ControlDialog::sendSetpoint()
 {
-    const int id = m_point->id;
-    const int driver = m_driver;
-    const int channel = m_channel;
+    if (isBusy())
+        return;
     const double value = m_value->value();
-    ScadaRuntimeInterface* runtime = m_runtime;
-    run(tr("Sending set-point %1").arg(value),
-        [=] { return runtime->controlAo(id, driver, channel, value, false); });
+    follow(tr("Sending set-point %1").arg(value),
+           m_runtime->controlAoAsync(m_point->id, m_driver, m_channel, value, false));
 }
 
 void ControlDialog::pollRemoteUnit()
 {
+    if (isBusy())
+        return;
     const int rtu = m_point->rtuId;
-    const int driver = m_driver;
-    const int channel = m_channel;
-    ScadaRuntimeInterface* runtime = m_runtime;
-    run(tr("Polling remote unit %1").arg(rtu), [=] { return runtime->integrityPoll(rtu, driver, channel); });
+    follow(tr("Polling remote unit %1").arg(rtu), m_runtime->integrityPollAsync(rtu, m_driver, m_channel));
 }
 
-/* The control runs on its own thread; the result comes back to the dialog
- * through a queued call, or is dropped when the dialog is gone. */
-void ControlDialog::run(const QString& what, std::function<Morvane::RemoteSystemResult()> control)
+void ControlDialog::cancelControl()
 {
-    m_setpoint->setEnabled(false);
-    m_poll->setEnabled(false);
-    m_state->setText(what + QStringLiteral("..."));
-    QPointer<ControlDialog> self(this);
-    QThread* worker = QThread::create([self, control] {
-        const Morvane::RemoteSystemResult result = control();
-        QMetaObject::invokeMethod(qApp, [self, result] {
-            if (self)
-                self->showResult(result);
-        }, Qt::QueuedConnection);
+    if (m_reply)
+        m_reply->cancel();
+}
+
+/* The reply is a child of the dialog: closing the dialog with a control on
+ * its way cancels it. */
+void ControlDialog::follow(const QString& what, RemoteCommandReply* reply)
+{
+    m_what = what;
+    m_reply = reply;
+    reply->setParent(this);
+    enableControls(false);
+    m_progress->setRange(0, 0);
+    m_progress->setFormat(QString());
+    m_progress->setVisible(true);
+    showState(reply->state());
+    connect(reply, &RemoteCommandReply::stateChanged, this, &ControlDialog::showState);
+    connect(reply, &RemoteCommandReply::finished, this, [this, reply] {
+        m_reply = nullptr;
+        showResult(reply->result());
+        reply->deleteLater();
     });
-    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    worker->start();
+}
+
+void ControlDialog::showState(RemoteCommandReply::State state)
+{
+    switch (state) {
+    case RemoteCommandReply::Queued:
+    case RemoteCommandReply::Sending:
+        m_state->setText(m_what + QStringLiteral("..."));
+        break;
+    case RemoteCommandReply::AwaitingReply:
+        if (!m_reply)
+            break;
+        m_state->setText(tr("%1: waiting for Driver%2 to answer...").arg(m_what).arg(m_driver));
+        /* The middleware scales its waits (simulations run them faster). */
+        m_waitMs = qMax<qint64>(1, qCeil(m_reply->replyWait() * 1000.0 * DravoPlus::WaitScale()));
+        m_progress->setRange(0, static_cast<int>(qMin<qint64>(m_waitMs, INT_MAX)));
+        m_waitClock.start();
+        m_waitTicker.start();
+        showWaitLeft();
+        break;
+    case RemoteCommandReply::Finished:
+        break;
+    }
+}
+
+void ControlDialog::showWaitLeft()
+{
+    const qint64 elapsed = qMin(m_waitClock.elapsed(), m_waitMs);
+    m_progress->setValue(static_cast<int>(elapsed));
+    m_progress->setFormat(tr("%1 s left").arg((m_waitMs - elapsed + 999) / 1000));
 }
 
 void ControlDialog::showResult(const Morvane::RemoteSystemResult& result)
 {
     m_result = result;
-    m_state->setText(tr("Done"));
+    m_waitTicker.stop();
+    m_progress->setVisible(false);
+    m_state->setText(result.kind == Morvane::CommandCancelled ? tr("Cancelled") : tr("Done"));
     m_kind->setText(kindText(result.kind));
     m_code->setText(QString::number(result.code));
     m_message->setText(result.message);
-    m_setpoint->setEnabled(m_isAnalog && m_driver > 0);
-    m_poll->setEnabled(m_driver > 0);
+    enableControls(true);
     emit finished(result);
+}
+
+void ControlDialog::enableControls(bool idle)
+{
+    m_setpoint->setEnabled(idle && m_isAnalog && m_driver > 0);
+    m_poll->setEnabled(idle && m_driver > 0);
+    m_cancel->setEnabled(!idle);
 }

@@ -276,7 +276,9 @@ DRAVOPLUS_EXPORT int SendPacket(const char* target, const DravoData& request, Dr
 DRAVOPLUS_EXPORT int WaitReply(DravoHandle handle, DravoData& reply, int seconds);
 /* The same, untyped: the caller CastTypes the reply. */
 DRAVOPLUS_EXPORT int WaitUndefinedReply(DravoHandle handle, DravoData& reply, int seconds);
-/* Releases the handle. */
+/* Releases the handle. A wait on it in another thread ends with
+ * DRAVO_BAD_HANDLE (at once on the embedded server, within a quarter of a
+ * second on Redis), and a reply the receiver sends afterwards is refused. */
 DRAVOPLUS_EXPORT int DisConnect(DravoHandle handle);
 
 /* The receiving side (drivers, simulators): serve a target, take the next

@@ -28,6 +28,7 @@
 #include <MVShared/PointIds.h>
 #include <MVShared/PointMimeData.h>
 #include <MVShared/PythonDateTime.h>
+#include <MVShared/RemoteCommandReply.h>
 #include <MVShared/RemoteSystemResult.h>
 #include <MVShared/ScadaActionStream.h>
 #include <MVShared/ScadaRuntimeInterface.h>

@@ -3,7 +3,9 @@
  *
  * Every command of ScadaRuntimeInterface returns one by value: refused here,
  * lost in the middleware, sent without confirmation, or answered by the
- * driver with its own code and text.
+ * driver with its own code and text. The asynchronous forms hand the same
+ * result over through a RemoteCommandReply, where a command may also end
+ * cancelled.
  */
 #ifndef MVSHARED_REMOTESYSTEMRESULT_H
 #define MVSHARED_REMOTESYSTEMRESULT_H
@@ -14,11 +16,19 @@
 
 namespace Morvane {
 
+/* What a RemoteSystemResult's kind says happened to the command. */
+enum RemoteResultKind : qint32 {
+    DriverAnswered = 0,     /* code: the driver's "failwhy", 0 success */
+    MiddlewareFailed = 1,   /* code: the middleware's error number, 3001 when it is not there */
+    ControlInhibited = 2,   /* the point or its RTU is tagged control-inhibit (code 2222) */
+    SentUnconfirmed = 3,    /* sent without waiting for a confirmation (code 0) */
+    CommandCancelled = 4    /* asynchronous commands only: the caller cancelled, or the
+                               interface was destroyed, before the outcome was known
+                               (code 0); see RemoteCommandReply */
+};
+
 struct RemoteSystemResult {
-    /* 0 the driver answered (code: its "failwhy", 0 success); 1 the
-     * middleware failed (code: its error number, 3001 when it is not there);
-     * 2 refused because the point or its RTU is tagged control-inhibit
-     * (code 2222); 3 sent without waiting for a confirmation (code 0). */
+    /* A RemoteResultKind. */
     qint32 kind = 0;
     qint32 code = 0;
     /* The display text of code; empty for kind 3. */

@@ -13,13 +13,15 @@
  * is guarded by its own lock, the reads rely on the middleware. The state
  * and the active server may be asked for from any thread while the
  * middleware's notification thread updates them. Do not destroy the object
- * while another thread is inside a call.
+ * while another thread is inside a call; asynchronous commands still in
+ * flight are cancelled by the destruction (see below).
  */
 #ifndef MVSHARED_SCADARUNTIMEINTERFACE_H
 #define MVSHARED_SCADARUNTIMEINTERFACE_H
 
 #include <MVShared/MVSharedGlobal.h>
 #include <MVShared/MorvaneTypes.h>
+#include <MVShared/RemoteCommandReply.h>
 #include <MVShared/RemoteSystemResult.h>
 
 #include <DravoPlus/DravoPlus.h>
@@ -132,6 +134,47 @@ public:
     /* Sends the envelope the caller built (with "isUnConfirmed" put into
      * it). The channel id is not used: the envelope carries what it needs. */
     Morvane::RemoteSystemResult writeStatusPoint(int pointId, int driver, int channelId, DravoData& envelope, bool isUnConfirmed);
+
+    /* ---- Remote commands that do not block ----
+     *
+     * The same commands, for callers that must not wait (a GUI thread): each
+     * returns at once with a RemoteCommandReply that the caller owns, and the
+     * command runs on one of this object's command threads. The reply's
+     * finished() signal comes through the calling thread's event loop; its
+     * result() is what the blocking form returns for the same command, or the
+     * cancelled result after cancel(). See RemoteCommandReply.h.
+     *
+     * The command threads are a pool of at most maxConcurrentCommands()
+     * threads (8 unless set). The middleware's reply wait blocks its thread,
+     * so each command in flight holds one thread until its driver answers or
+     * its wait ends; commands beyond the limit queue, unsent, and are sent as
+     * threads come free, each then waiting its full time. Idle threads end
+     * after half a minute.
+     *
+     * Destroying this object cancels its commands in flight (their replies
+     * finish cancelled, their packets are released) and waits for its command
+     * threads; a thread inside a read or send returns within that middleware
+     * call's own bound, a thread inside a reply wait at once (within a
+     * quarter of a second on Redis). */
+
+    RemoteCommandReply* controlAoAsync(int pointId, int driver, int channelId, double value, bool isUnConfirmed);
+    RemoteCommandReply* controlAosAsync(const QList<QPair<int, double>>& values, int driver, int channelId, int device);
+    RemoteCommandReply* controlRtuAsync(int rtuId, int driver, int channelId, Morvane::RtuControlCode code);
+    RemoteCommandReply* integrityPollAsync(int rtuId, int driver, int channelId);
+    RemoteCommandReply* statusPollAsync(int rtuId, int driver, int channelId);
+    RemoteCommandReply* analogPollAsync(int rtuId, int driver, int channelId);
+    RemoteCommandReply* restartDeviceAsync(int rtuId, int driver, int channelId);
+    RemoteCommandReply* eventPollAsync(int rtuId, int driver, int channelId);
+    RemoteCommandReply* timeSyncAsync(int rtuId, int driver, int channelId);
+    RemoteCommandReply* deviceCmdAsync(int pointId, int driver, int channelId, const QString& par1, const QByteArray& par2);
+    /* Sends a copy of the envelope (with "isUnConfirmed" put into the copy);
+     * the caller's envelope is not changed. */
+    RemoteCommandReply* writeStatusPointAsync(int pointId, int driver, int channelId, const DravoData& envelope, bool isUnConfirmed);
+
+    /* The most command threads that run asynchronous commands at once (at
+     * least 1); commands beyond it queue. */
+    int maxConcurrentCommands() const;
+    void setMaxConcurrentCommands(int count);
 
     /* ---- Change notifications and session messages ----
      *
