@@ -1,33 +1,42 @@
 /*
- * valuescan.cpp: checking the encoding of a drawing value (font, pen,
- * brush, image, region, cursor) before Qt's reader for the type sees it.
+ * valuescan.cpp: walking the encoding of a drawing value (font, pen, brush,
+ * image, pixmap, bitmap, region, cursor, palette, icon) before Qt's reader
+ * for the type sees it.
  *
  * Qt 5.15's readers of these types trust counts inside their own layouts:
  * a font's family list, a pen's dash pattern and a gradient's stops are
  * reserved by their count before any element is read (a count of two
  * billion crashes the process), a region loops over its rectangle count
- * whatever the data holds (many seconds for a few bytes), and an image is
- * decoded to the size its header claims. Worse, these readers go on after
- * a failed field, so a string Qt refuses or an image that does not decode
- * makes them take a later count from the wrong bytes. A valid stream never
- * claims more than it holds, so the scan walks the value over the stream's
- * device (allocating nothing but a texture it decodes), checks every such
- * count against the bytes really left, and rewinds the device. Only a
- * value that passes is handed to Qt.
+ * whatever the data holds (many seconds for a few bytes) and nests its
+ * older record forms without bound, and an image is decoded to the size its
+ * header claims. Worse, these readers go on after a failed field, so a
+ * string Qt refuses or an image that does not decode makes them take a
+ * later count from the wrong bytes. A valid stream never claims more than
+ * it holds, so the walk follows the value's layout for the stream's version,
+ * checks every such count against the bytes that can still come, decodes
+ * every picture that other fields follow, and tells how many bytes the value
+ * takes. Only those bytes, once they pass, are handed to Qt's reader.
  *
- * Scanning needs to know the bytes left and to rewind, so it needs a
- * random-access device; drawing values on sequential devices are refused.
+ * The walk looks ahead without consuming: it peeks at the device, growing
+ * its window as the layout asks for more, never beyond the bytes the device
+ * still holds (a file's remaining size, or what a pipe or socket has
+ * delivered), so it serves files, buffers and sequential devices alike.
  *
- * The walk also tells how many bytes the value takes and whether a brush
- * texture in it travels as a pixmap (streams older than Qt 5.5), which a
- * process without a GUI must not let Qt read.
+ * The walk also tells whether a brush texture in the value travels as a
+ * pixmap (streams older than Qt 5.5), which a process without a GUI must
+ * not let Qt read.
  */
 #include "propertyblock.h"
 
+#include <QtCore/QBuffer>
 #include <QtCore/QIODevice>
 #include <QtGui/QColor>
 #include <QtGui/QImage>
 #include <QtGui/QTransform>
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
 
 namespace MorvaneFormats {
 
@@ -36,6 +45,10 @@ namespace {
 /* Streams from Qt 5.5 on carry a brush's texture as an image, older ones
  * as a pixmap. */
 constexpr int FirstTextureImageVersion = QDataStream::Qt_5_5;
+/* The stream version (Qt 3.1) from which an image starts with a null
+ * marker; Qt 1 streams carry images as BMP, all later ones as PNG. */
+constexpr int FirstImageMarkerVersion = 5;
+constexpr int BmpImageVersion = 1;
 /* Qt's brush styles and gradient kinds as they travel. */
 constexpr quint8 TexturePatternStyle = 24;
 constexpr quint8 FirstGradientStyle = 15;
@@ -44,10 +57,34 @@ constexpr int LinearGradientType = 0;
 constexpr int RadialGradientType = 1;
 /* Qt's cursor shape of a cursor made of bitmaps. */
 constexpr qint16 BitmapCursorShape = 24;
-/* Qt's region record holding a list of rectangles. */
-constexpr qint32 RegionRectsRecord = 10;
-constexpr quint32 RectBytes = 16;
+/* Qt's region records. Qt 1 streams nest a region's rectangles as unions
+ * of byte arrays, one level for each rectangle. */
+constexpr qint32 RegionSetRect = 1;
+constexpr qint32 RegionSetEllipse = 2;
+constexpr qint32 RegionSetPolygonAlternate = 3;
+constexpr qint32 RegionSetPolygonWinding = 4;
+constexpr qint32 RegionTranslate = 5;
+constexpr qint32 RegionUnite = 6;
+constexpr qint32 RegionExclusiveOr = 9;
+constexpr qint32 RegionRects = 10;
+constexpr int MaxRegionNesting = 256;
 constexpr quint32 NullLength = 0xffffffffu;
+/* The colour groups of a palette, and the roles each carries by version:
+ * Qt 1 streams carry seven colours, later ones a brush for each role the
+ * writer's Qt knew. */
+constexpr int PaletteGroups = 3;
+constexpr int Qt1PaletteColours = 7;
+
+int paletteRoles(int version)
+{
+    if (version <= QDataStream::Qt_2_1)
+        return 14;
+    if (version <= QDataStream::Qt_4_3)
+        return 17;
+    if (version <= QDataStream::Qt_5_11)
+        return 20;
+    return 21;
+}
 
 /* Images: no drawing value in a display is larger than this once decoded,
  * and deflate packs at most 1032 bytes of pixels into one compressed byte. */
@@ -55,14 +92,22 @@ constexpr qint64 MaxDecodedImageBytes = qint64(256) << 20;
 constexpr qint64 MaxDeflateRatio = 1032;
 constexpr qint64 DeflateSlack = 4096;
 
-/* A walk over the value's bytes with the caller's stream settings. */
+/* The look-ahead grows by at least this much, and keeps this much ahead of
+ * every fixed-size field it reads. */
+constexpr qint64 MinWindowGrowth = 4096;
+constexpr qint64 FieldSlack = 128;
+
+/* A walk over the value's bytes, read through a window peeked from the
+ * stream's device, with the caller's stream settings. */
 class Scan
 {
 public:
     explicit Scan(const QDataStream& original)
         : device(original.device())
-        , stream(original.device())
     {
+        buffer.setBuffer(&window);
+        buffer.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+        stream.setDevice(&buffer);
         stream.setVersion(original.version());
         stream.setByteOrder(original.byteOrder());
         stream.setFloatingPointPrecision(original.floatingPointPrecision());
@@ -70,33 +115,68 @@ public:
 
     bool good() const { return stream.status() == QDataStream::Ok; }
     int version() const { return stream.version(); }
-    qint64 left() const { return device->size() - device->pos(); }
+    qint64 pos() const { return buffer.pos(); }
+
+    /* Bytes of the device from the value's start that can still come. */
+    qint64 reachable() const
+    {
+        return device->isSequential() ? device->bytesAvailable() : device->size() - device->pos();
+    }
+    qint64 left() const { return reachable() - pos(); }
+
+    /* Makes the window hold the value's first `end` bytes, if they exist. */
+    bool ensure(qint64 end)
+    {
+        if (end <= window.size())
+            return true;
+        const qint64 limit = reachable();
+        if (end > limit)
+            return false;
+        const qint64 wanted = std::min(limit, std::max({ end, qint64(window.size()) * 2, MinWindowGrowth }));
+        if (wanted > std::numeric_limits<int>::max())
+            return false;
+        window = device->peek(wanted);
+        return window.size() >= end;
+    }
 
     template <typename T>
     T read()
     {
         T value{};
-        if (good())
+        if (good()) {
+            ensure(std::min(pos() + FieldSlack, reachable()));
             stream >> value;
+        }
         return value;
     }
 
     /* Steps over bytes that are really there. */
     bool skip(qint64 bytes)
     {
-        if (!good() || bytes < 0 || bytes > left())
+        if (!good() || bytes < 0 || !ensure(pos() + bytes))
             return false;
-        return device->seek(device->pos() + bytes);
+        return buffer.seek(pos() + bytes);
     }
 
-    /* A QString: a length (null marker allowed) and its UTF-16 bytes. Qt's
-     * string reader refuses an odd length without consuming the bytes, and
-     * the reader of the enclosing value then goes on reading its next
-     * fields from the middle of the string. */
+    QByteArray bytes(qint64 from, qint64 to) const { return window.mid(int(from), int(to - from)); }
+
+    /* A QString (a Latin-1 byte array in Qt 1 streams): a length (null
+     * marker allowed) and its bytes. Qt's string reader refuses an odd
+     * length without consuming the bytes, and the reader of the enclosing
+     * value then goes on reading its next fields from the middle of the
+     * string. */
     bool skipString()
     {
         const quint32 length = read<quint32>();
+        if (version() == 1)
+            return good() && (length == NullLength || skip(length));
         return good() && (length == NullLength || (length % 2 == 0 && skip(length)));
+    }
+
+    bool skipByteArray()
+    {
+        const quint32 length = read<quint32>();
+        return good() && (length == NullLength || skip(length));
     }
 
     /* A count of elements that each take at least minBytes. */
@@ -106,6 +186,8 @@ public:
     }
 
     QIODevice* device;
+    QByteArray window;
+    QBuffer buffer;
     QDataStream stream;
     /* Whether a brush texture in the value travels as a pixmap. */
     bool pixmapTexture = false;
@@ -129,6 +211,8 @@ bool scanStringList(Scan& scan)
     return true;
 }
 
+/* Fonts of Qt 4 streams on; older layouts hold no count and Qt reads them
+ * straight from the stream (see needsScan). */
 bool scanFont(Scan& scan)
 {
     const int v = scan.version();
@@ -164,11 +248,11 @@ bool scanFont(Scan& scan)
 /* PNG as Qt writes images: the signature, then chunks up to IEND. */
 const char PngSignature[] = "\x89PNG\r\n\x1a\n";
 
-struct PngFacts {
+struct PictureFacts {
     qint64 width = 0;
     qint64 height = 0;
     int bitDepth = 0;
-    int colorType = 0;
+    int channels = 1;
     qint64 compressedBytes = 0;
 };
 
@@ -176,6 +260,27 @@ quint32 bigEndian32(const QByteArray& bytes, int at)
 {
     const auto* b = reinterpret_cast<const uchar*>(bytes.constData() + at);
     return quint32(b[0]) << 24 | quint32(b[1]) << 16 | quint32(b[2]) << 8 | quint32(b[3]);
+}
+
+quint32 littleEndian32(const QByteArray& bytes, int at)
+{
+    const auto* b = reinterpret_cast<const uchar*>(bytes.constData() + at);
+    return quint32(b[3]) << 24 | quint32(b[2]) << 16 | quint32(b[1]) << 8 | quint32(b[0]);
+}
+
+quint16 littleEndian16(const QByteArray& bytes, int at)
+{
+    const auto* b = reinterpret_cast<const uchar*>(bytes.constData() + at);
+    return quint16(b[1] << 8 | b[0]);
+}
+
+/* Reads bytes at the walk's position, or an empty array past the data. */
+QByteArray take(Scan& scan, int count)
+{
+    const qint64 at = scan.pos();
+    if (!scan.skip(count))
+        return QByteArray();
+    return scan.bytes(at, at + count);
 }
 
 int pngChannels(int colorType)
@@ -188,24 +293,24 @@ int pngChannels(int colorType)
     }
 }
 
-/* Reads the chunk heads through the device (chunk bodies are stepped over)
- * and collects what bounds the decoded size. */
-bool walkPngChunks(Scan& scan, PngFacts& facts)
+/* Reads the chunk heads (chunk bodies are stepped over) and collects what
+ * bounds the decoded size. */
+bool walkPngChunks(Scan& scan, PictureFacts& facts)
 {
     for (;;) {
-        const QByteArray head = scan.device->read(8);
+        const QByteArray head = take(scan, 8);
         if (head.size() != 8)
             return false;
         const quint32 length = bigEndian32(head, 0);
         const QByteArray type = head.mid(4, 4);
         if (type == "IHDR") {
-            const QByteArray header = scan.device->read(13);
+            const QByteArray header = take(scan, 13);
             if (length != 13 || header.size() != 13)
                 return false;
             facts.width = bigEndian32(header, 0);
             facts.height = bigEndian32(header, 4);
             facts.bitDepth = uchar(header.at(8));
-            facts.colorType = uchar(header.at(9));
+            facts.channels = pngChannels(uchar(header.at(9)));
         } else if (!scan.skip(length)) {
             return false;
         }
@@ -218,47 +323,82 @@ bool walkPngChunks(Scan& scan, PngFacts& facts)
     }
 }
 
-/* Qt decodes to at most 8 bytes a pixel; the rows as compressed (a filter
- * byte and the packed samples) must be inflatable from the data present. */
-bool plausiblePng(const PngFacts& facts)
+/* Qt decodes to at most 8 bytes a pixel. */
+bool plausibleSize(const PictureFacts& facts)
 {
-    if (facts.width < 1 || facts.height < 1 || facts.bitDepth < 1 || facts.bitDepth > 16)
+    if (facts.width < 1 || facts.height < 1 || facts.bitDepth < 1 || facts.bitDepth > 32)
         return false;
     const qint64 decodedPixelBytes = facts.bitDepth > 8 ? 8 : 4;
-    if (facts.width > MaxDecodedImageBytes / decodedPixelBytes / facts.height)
+    return facts.width <= MaxDecodedImageBytes / decodedPixelBytes / facts.height;
+}
+
+/* The rows as compressed (a filter byte and the packed samples) must be
+ * inflatable from the data present. */
+bool plausiblePng(const PictureFacts& facts)
+{
+    if (!plausibleSize(facts) || facts.bitDepth > 16)
         return false;
-    const qint64 rawBytes =
-        facts.height * (1 + (facts.width * pngChannels(facts.colorType) * facts.bitDepth + 7) / 8);
+    const qint64 rawBytes = facts.height * (1 + (facts.width * facts.channels * facts.bitDepth + 7) / 8);
     return rawBytes <= MaxDeflateRatio * facts.compressedBytes + DeflateSlack;
 }
 
-/* Decodes the PNG between start and the device's position. */
-bool decodes(Scan& scan, qint64 start)
+bool scanPng(Scan& scan)
 {
-    const qint64 end = scan.device->pos();
-    if (!scan.device->seek(start))
-        return false;
-    const QByteArray png = scan.device->read(end - start);
-    return !QImage::fromData(png, "PNG").isNull() && scan.device->pos() == end;
+    PictureFacts facts;
+    return take(scan, 8) == QByteArray(PngSignature, 8) && walkPngChunks(scan, facts) && plausiblePng(facts);
 }
 
-/* Whether an image must be decoded to know where the value goes on. */
+/* BMP as Qt 1 streams carry images: a file header, a Windows info header,
+ * a colour table up to the pixel offset, then uncompressed rows padded to
+ * four bytes; Qt's writer writes no other kind. */
+constexpr int BmpFileHeaderBytes = 14;
+constexpr quint32 BmpInfoHeaderBytes = 40;
+constexpr quint32 BmpUncompressed = 0;
+
+bool scanBmp(Scan& scan)
+{
+    const QByteArray head = take(scan, BmpFileHeaderBytes + int(BmpInfoHeaderBytes));
+    if (head.size() != BmpFileHeaderBytes + int(BmpInfoHeaderBytes) || !head.startsWith("BM"))
+        return false;
+    const quint32 pixelOffset = littleEndian32(head, 10);
+    PictureFacts facts;
+    facts.width = qint32(littleEndian32(head, 18));
+    facts.height = std::abs(qint64(qint32(littleEndian32(head, 22))));
+    facts.bitDepth = littleEndian16(head, 28);
+    if (littleEndian32(head, 14) != BmpInfoHeaderBytes || littleEndian32(head, 30) != BmpUncompressed
+        || !plausibleSize(facts) || pixelOffset < quint32(head.size()))
+        return false;
+    const qint64 rowBytes = (facts.width * facts.bitDepth + 31) / 32 * 4;
+    return scan.skip(qint64(pixelOffset) - head.size() + facts.height * rowBytes);
+}
+
+/* Decodes the picture between start and the walk's position. */
+bool decodes(Scan& scan, qint64 start)
+{
+    const QByteArray picture = scan.bytes(start, scan.pos());
+    return !QImage::fromData(picture, scan.version() == BmpImageVersion ? "BMP" : "PNG").isNull();
+}
+
+/* Whether a picture must be decoded to know where the value goes on. */
 enum class ImageCheck { Layout, Decode };
 
-/* QImage, QPixmap and QBitmap: a marker (0 for a null image), then PNG. An
- * image that fails to decode leaves the stream wherever the decoder
- * stopped; where Qt's reader reads a list after it, the image is decoded
- * here first. */
+/* QImage, QPixmap and QBitmap: a marker (0 for a null image) from Qt 3.1
+ * streams on, then the picture. A picture that fails to decode leaves Qt's
+ * stream wherever the decoder stopped; where Qt's reader reads further
+ * fields after it, the picture is decoded here first. */
 bool scanImage(Scan& scan, ImageCheck check = ImageCheck::Layout)
 {
-    if (scan.read<qint32>() == 0)
+    if (scan.version() >= FirstImageMarkerVersion && scan.read<qint32>() == 0)
         return scan.good();
-    const qint64 start = scan.device->pos();
-    if (!scan.good() || scan.device->read(8) != QByteArray(PngSignature, 8))
+    const qint64 start = scan.pos();
+    if (!scan.good())
         return false;
-    PngFacts facts;
-    return walkPngChunks(scan, facts) && plausiblePng(facts)
-        && (check == ImageCheck::Layout || decodes(scan, start));
+    // Before the marker, Qt's writer writes nothing at all for a null
+    // picture, and Qt's reader makes a null picture of the end of the data.
+    if (scan.version() < FirstImageMarkerVersion && check == ImageCheck::Layout && scan.left() == 0)
+        return true;
+    const bool laidOut = scan.version() == BmpImageVersion ? scanBmp(scan) : scanPng(scan);
+    return laidOut && (check == ImageCheck::Layout || decodes(scan, start));
 }
 
 bool scanGradient(Scan& scan)
@@ -272,7 +412,7 @@ bool scanGradient(Scan& scan)
     if (v >= QDataStream::Qt_4_5)
         scan.read<qint32>();         // interpolation mode
     const quint32 stops = scan.read<quint32>();
-    if (!scan.plausibleCount(stops, 4 + 11))
+    if (!scan.plausibleCount(stops, 4 + 4))
         return false;
     for (quint32 i = 0; i < stops && scan.good(); ++i) {
         scan.read<double>();
@@ -290,13 +430,15 @@ bool scanGradient(Scan& scan)
     return scan.good();
 }
 
-bool scanBrush(Scan& scan, ImageCheck textureCheck = ImageCheck::Layout)
+/* A brush, as Qt's reader takes it: the gradient whatever the version. */
+bool scanBrush(Scan& scan)
 {
     const quint8 style = scan.read<quint8>();
     if (!scanColor(scan))
         return false;
     if (style == TexturePatternStyle) {
-        if (!scanImage(scan, textureCheck)) // pixmap or image, both travel as images
+        // Pixmap or image, both travel as images; other fields may follow.
+        if (!scanImage(scan, ImageCheck::Decode))
             return false;
         if (scan.version() < FirstTextureImageVersion)
             scan.pixmapTexture = true;
@@ -309,6 +451,7 @@ bool scanBrush(Scan& scan, ImageCheck textureCheck = ImageCheck::Layout)
     return scan.good();
 }
 
+/* Pens of Qt 4 streams on; older ones are a style, a width and a colour. */
 bool scanPen(Scan& scan)
 {
     const int v = scan.version();
@@ -319,7 +462,7 @@ bool scanPen(Scan& scan)
         scan.read<quint8>();
     }
     scan.read<double>();             // width
-    if (!scanBrush(scan, ImageCheck::Decode)) // the dash pattern follows
+    if (!scanBrush(scan))
         return false;
     scan.read<double>();             // miter limit
     const quint32 dashes = scan.read<quint32>();
@@ -334,29 +477,131 @@ bool scanPen(Scan& scan)
     return scan.good();
 }
 
-/* Qt writes a region as one record of rectangles inside a byte array. */
+/* A region is a byte array of records that Qt replays; its rectangles and
+ * points are checked against the record's own bytes. */
+bool scanRegionRecords(Scan& scan, qint64 end, int depth)
+{
+    if (depth > MaxRegionNesting)
+        return false;
+    const qint64 rectBytes = scan.version() == 1 ? 8 : 16;
+    const qint64 pointBytes = scan.version() == 1 ? 4 : 8;
+    while (scan.good() && scan.pos() < end) {
+        const qint32 record = scan.read<qint32>();
+        if (record == RegionSetRect || record == RegionSetEllipse) {
+            scan.skip(rectBytes);
+        } else if (record == RegionSetPolygonAlternate || record == RegionSetPolygonWinding) {
+            const quint32 points = scan.read<quint32>();
+            if (!scan.good() || qint64(points) * pointBytes > end - scan.pos())
+                return false;
+            scan.skip(points * pointBytes);
+        } else if (record == RegionTranslate) {
+            scan.skip(pointBytes);
+        } else if (record >= RegionUnite && record <= RegionExclusiveOr) {
+            for (int operand = 0; operand < 2; ++operand) {
+                const quint32 length = scan.read<quint32>();
+                if (!scan.good() || length == NullLength || qint64(length) > end - scan.pos()
+                    || !scanRegionRecords(scan, scan.pos() + length, depth + 1))
+                    return false;
+            }
+        } else if (record == RegionRects) {
+            const quint32 rects = scan.read<quint32>();
+            if (!scan.good() || qint64(rects) * rectBytes != end - scan.pos())
+                return false;
+            scan.skip(rects * rectBytes);
+        } else {
+            return false;
+        }
+    }
+    return scan.good() && scan.pos() == end;
+}
+
 bool scanRegion(Scan& scan)
 {
     const quint32 length = scan.read<quint32>();
     if (!scan.good() || length == NullLength || length == 0)
         return scan.good();
-    if (qint64(length) > scan.left() || length < 8)
+    if (qint64(length) > scan.left())
         return false;
-    if (scan.read<qint32>() != RegionRectsRecord)
-        return false;
-    const quint32 rects = scan.read<quint32>();
-    return scan.good() && qint64(rects) * RectBytes + 8 == qint64(length);
+    return scanRegionRecords(scan, scan.pos() + length, 0);
 }
 
 bool scanCursor(Scan& scan)
 {
     if (scan.read<qint16>() != BitmapCursorShape)
         return scan.good();
-    const bool isPixmap = scan.read<bool>();
-    if (!scanImage(scan) || (!isPixmap && !scanImage(scan)))
+    const bool isPixmap = scan.version() >= QDataStream::Qt_4_0 && scan.read<bool>();
+    if (!scanImage(scan, ImageCheck::Decode) || (!isPixmap && !scanImage(scan, ImageCheck::Decode)))
         return false;
     scan.read<QPoint>();             // hot spot
     return scan.good();
+}
+
+bool scanPalette(Scan& scan)
+{
+    if (scan.version() == 1) {
+        for (int i = 0; i < PaletteGroups * Qt1PaletteColours; ++i) {
+            if (!scanColor(scan))
+                return false;
+        }
+        return true;
+    }
+    const int brushes = PaletteGroups * paletteRoles(scan.version());
+    for (int i = 0; i < brushes; ++i) {
+        if (!scanBrush(scan))
+            return false;
+    }
+    return true;
+}
+
+/* Icons: before Qt 4.2 a single pixmap; Qt 4.2 streams a list of pixmaps
+ * with their file names, sizes, modes and states; later ones name the icon
+ * engine first, and only the engines built into Qt have a layout known
+ * here (the pixmap engine writes the same list, the theme engine a name). */
+const char PixmapIconEngine[] = "QPixmapIconEngine";
+const char ThemeIconEngine[] = "QIconLoaderEngine";
+constexpr qint64 MinIconEntryBytes = 4 + 4 + 8 + 4 + 4;
+
+bool scanIconEntries(Scan& scan)
+{
+    const quint32 entries = scan.read<quint32>();
+    if (!scan.plausibleCount(entries, MinIconEntryBytes))
+        return false;
+    for (quint32 i = 0; i < entries; ++i) {
+        if (!scanImage(scan, ImageCheck::Decode) || !scan.skipString())
+            return false;
+        scan.read<QSize>();
+        scan.read<quint32>();        // mode
+        scan.read<quint32>();        // state
+        if (!scan.good())
+            return false;
+    }
+    return true;
+}
+
+QString readString(Scan& scan)
+{
+    const qint64 start = scan.pos();
+    if (!scan.skipString() || !scan.buffer.seek(start))
+        return QString();
+    return scan.read<QString>();
+}
+
+bool scanIcon(Scan& scan)
+{
+    if (scan.version() < QDataStream::Qt_4_2)
+        return scanImage(scan);
+    if (scan.version() == QDataStream::Qt_4_2)
+        return scanIconEntries(scan);
+    const QString engine = readString(scan);
+    if (!scan.good())
+        return false;
+    if (engine.isEmpty())
+        return true;
+    if (engine == QLatin1String(PixmapIconEngine))
+        return scanIconEntries(scan);
+    if (engine == QLatin1String(ThemeIconEngine))
+        return scan.skipString();
+    return false;
 }
 
 bool scanValue(Scan& scan, int typeId)
@@ -376,6 +621,10 @@ bool scanValue(Scan& scan, int typeId)
         return scanRegion(scan);
     case QMetaType::QCursor:
         return scanCursor(scan);
+    case QMetaType::QPalette:
+        return scanPalette(scan);
+    case QMetaType::QIcon:
+        return scanIcon(scan);
     default:
         return false;
     }
@@ -383,17 +632,20 @@ bool scanValue(Scan& scan, int typeId)
 
 } // namespace
 
-bool needsScan(int typeId)
+bool needsScan(int typeId, int streamVersion)
 {
     switch (typeId) {
     case QMetaType::QFont:
     case QMetaType::QPen:
+        return streamVersion >= QDataStream::Qt_4_0;
     case QMetaType::QBrush:
     case QMetaType::QImage:
     case QMetaType::QPixmap:
     case QMetaType::QBitmap:
     case QMetaType::QRegion:
     case QMetaType::QCursor:
+    case QMetaType::QPalette:
+    case QMetaType::QIcon:
         return true;
     default:
         return false;
@@ -404,14 +656,12 @@ DrawingValueScan scanDrawingValue(QDataStream& stream, int typeId)
 {
     DrawingValueScan result;
     QIODevice* device = stream.device();
-    if (!device || device->isSequential())
+    if (!device)
         return result;
-    const qint64 start = device->pos();
     Scan scan(stream);
-    const bool plausible = scanValue(scan, typeId);
-    result.bytes = device->pos() - start;
+    result.plausible = scanValue(scan, typeId) && scan.good();
+    result.bytes = scan.bytes(0, scan.pos());
     result.pixmapTexture = scan.pixmapTexture;
-    result.plausible = device->seek(start) && plausible;
     return result;
 }
 

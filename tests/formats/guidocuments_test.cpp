@@ -170,13 +170,23 @@ TEST(GuiDocuments, AGuiProcessReadsTheDrawingValuesOfTheItemBack)
     }
 }
 
-TEST(GuiDocuments, IconsAndPalettesAreRefusedInAGuiProcess)
+TEST(GuiDocuments, AGuiProcessReadsIconsAndPalettesBack)
 {
-    for (const Document* document : { &IconQt515, &PaletteQt515 }) {
-        ScadaNamedStream named;
-        EXPECT_EQ(readBytes(bytesOf(*document), setupOf(*document), [&](QDataStream& s) { named.fromStream(s); }),
-                  QDataStream::ReadCorruptData)
-            << document->file;
-        EXPECT_TRUE(named.properties.isEmpty());
-    }
+    QDataStream::Status status = QDataStream::Ok;
+    ScadaNamedStream icon;
+    status = readBytes(bytesOf(IconQt515), setupOf(IconQt515), [&](QDataStream& s) {
+        icon.fromStream(s);
+        EXPECT_TRUE(s.atEnd());
+    });
+    EXPECT_EQ(status, QDataStream::Ok);
+    const QIcon readIcon = icon.getProperty(QStringLiteral("value")).value<QIcon>();
+    EXPECT_TRUE(samePicture(readIcon.pixmap(picture().size()).toImage(), picture()));
+
+    ScadaNamedStream palette;
+    status = readBytes(bytesOf(PaletteQt515), setupOf(PaletteQt515), [&](QDataStream& s) {
+        palette.fromStream(s);
+        EXPECT_TRUE(s.atEnd());
+    });
+    EXPECT_EQ(status, QDataStream::Ok);
+    EXPECT_EQ(palette.getProperty(QStringLiteral("value")), QVariant(QPalette(Qt::darkCyan)));
 }

@@ -14,10 +14,12 @@
 #include "streambytes.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QSize>
 #include <QtCore/QVector>
 #include <QtGui/QBrush>
 #include <QtGui/QFont>
 #include <QtGui/QGuiApplication>
+#include <QtGui/QPalette>
 #include <QtGui/QPen>
 #include <QtGui/QTransform>
 
@@ -279,13 +281,43 @@ TEST(WithoutGui, EveryTruncationOfTheDocumentsFailsWithoutAborting)
     }
 }
 
-TEST(WithoutGui, IconsAndPalettesAreRefusedAsInAGuiProcess)
+TEST(WithoutGui, IconsArriveAsTheBytesOfTheirEncodingAndPalettesAsPalettes)
 {
-    for (const Document* document : { &IconQt515, &PaletteQt515 }) {
-        ScadaNamedStream named;
-        EXPECT_EQ(readBytes(bytesOf(*document), setupOf(*document), [&](QDataStream& s) { named.fromStream(s); }),
-                  QDataStream::ReadCorruptData)
-            << document->file;
-        EXPECT_TRUE(named.properties.isEmpty());
-    }
+    ScadaNamedStream icon;
+    EXPECT_EQ(readBytes(bytesOf(IconQt515), setupOf(IconQt515), [&](QDataStream& s) {
+                  icon.fromStream(s);
+                  EXPECT_TRUE(s.atEnd());
+              }),
+              QDataStream::Ok);
+    const QVariant iconBytes = icon.getProperty(QStringLiteral("value"));
+    ASSERT_EQ(iconBytes.userType(), QMetaType::QByteArray);
+    // The pixmap engine's name, its one entry: the picture, no file name,
+    // the size, mode and state.
+    readBytes(iconBytes.toByteArray(), setupOf(IconQt515), [&](QDataStream& s) {
+        QString engine;
+        qint32 entries = 0;
+        QImage entry;
+        QString fileName;
+        QSize size;
+        quint32 mode = 0;
+        quint32 state = 0;
+        s >> engine >> entries >> entry >> fileName >> size >> mode >> state;
+        EXPECT_EQ(engine, QStringLiteral("QPixmapIconEngine"));
+        EXPECT_EQ(entries, 1);
+        EXPECT_TRUE(samePicture(entry, picture()));
+        EXPECT_EQ(size, picture().size());
+        EXPECT_EQ(s.status(), QDataStream::Ok);
+        EXPECT_TRUE(s.atEnd());
+    });
+
+    // Today's palettes carry no pixmap; they read as anywhere else.
+    ScadaNamedStream palette;
+    EXPECT_EQ(readBytes(bytesOf(PaletteQt515), setupOf(PaletteQt515), [&](QDataStream& s) {
+                  palette.fromStream(s);
+                  EXPECT_TRUE(s.atEnd());
+              }),
+              QDataStream::Ok);
+    const QVariant read = palette.getProperty(QStringLiteral("value"));
+    ASSERT_EQ(read.userType(), QMetaType::QPalette);
+    EXPECT_EQ(read.value<QPalette>().color(QPalette::Window), QColor(Qt::darkCyan));
 }
