@@ -122,24 +122,18 @@ void expectValueReadAsQtReadsIt(const QVariant& value, const StreamSetup& setup,
     };
     const QByteArray bytes = write(value);
     bool wholeByQt = false;
-    const auto readByQt = [&]() {
-        QVariant read;
-        readBytes(bytes, setup, [&](QDataStream& s) {
-            s.setFloatingPointPrecision(precision);
-            qint32 count = 0;
-            QString key;
-            s >> count >> key >> read;
-            wholeByQt = s.status() == QDataStream::Ok && s.atEnd();
-        });
-        return read;
-    };
-    const QVariant byQt = readByQt();
+    QVariant byQt;
+    readBytes(bytes, setup, [&](QDataStream& s) {
+        s.setFloatingPointPrecision(precision);
+        qint32 count = 0;
+        QString key;
+        s >> count >> key >> byQt;
+        wholeByQt = s.status() == QDataStream::Ok && s.atEnd();
+    });
     // Where Qt's own writer writes what its reader cannot read (a null
-    // picture before Qt 3.1 streams, which is no bytes at all) or writes a
-    // value differently each time (the bitmaps it makes of a pixmap cursor
-    // for streams before Qt 4.0, whose row padding it leaves unset), there
-    // is nothing to compare with.
-    if (!wholeByQt || write(byQt) != write(readByQt()))
+    // picture inside a value before Qt 3.1 streams is no bytes at all),
+    // there is nothing to compare with.
+    if (!wholeByQt)
         return;
     ScadaNamedStream back;
     const QDataStream::Status status = readBytes(bytes, setup, [&](QDataStream& s) {
@@ -230,7 +224,9 @@ QList<QPair<const char*, QVariant>> drawingAndContainerValues()
         { "region", region },
         { "empty region", QRegion() },
         { "bitmap cursor", QCursor(bitmap, bitmap, 1, 1) },
-        { "pixmap cursor", QCursor(pixmap, 2, 2) },
+        // Eight pixels wide too: streams before Qt 4.0 carry the cursor as
+        // the bitmaps Qt makes of the pixmap.
+        { "pixmap cursor", QCursor(QPixmap::fromImage(sampleImage().scaled(8, 4)), 2, 2) },
         { "shape cursor", QCursor(Qt::WaitCursor) },
         { "polygon", QPolygon(QVector<QPoint>{ QPoint(1, 2), QPoint(3, 4) }) },
         { "polygonf", QPolygonF(QVector<QPointF>{ QPointF(1.5, 2), QPointF(3, 4.5) }) },
