@@ -68,6 +68,10 @@ constexpr qint32 RegionUnite = 6;
 constexpr qint32 RegionExclusiveOr = 9;
 constexpr qint32 RegionRects = 10;
 constexpr int MaxRegionNesting = 256;
+/* Qt copies each union's operands out of the bytes of the level above, so
+ * the bytes of all nested operands are held at once: a Qt 1 region of 256
+ * rectangles needs under 1 MB. */
+constexpr qint64 MaxRegionOperandBytes = qint64(16) << 20;
 constexpr quint32 NullLength = 0xffffffffu;
 /* The colour groups of a palette, and the roles each carries by version:
  * Qt 1 streams carry seven colours, later ones a brush for each role the
@@ -479,7 +483,7 @@ bool scanPen(Scan& scan)
 
 /* A region is a byte array of records that Qt replays; its rectangles and
  * points are checked against the record's own bytes. */
-bool scanRegionRecords(Scan& scan, qint64 end, int depth)
+bool scanRegionRecords(Scan& scan, qint64 end, int depth, qint64& operandBytes)
 {
     if (depth > MaxRegionNesting)
         return false;
@@ -499,8 +503,10 @@ bool scanRegionRecords(Scan& scan, qint64 end, int depth)
         } else if (record >= RegionUnite && record <= RegionExclusiveOr) {
             for (int operand = 0; operand < 2; ++operand) {
                 const quint32 length = scan.read<quint32>();
+                operandBytes += length;
                 if (!scan.good() || length == NullLength || qint64(length) > end - scan.pos()
-                    || !scanRegionRecords(scan, scan.pos() + length, depth + 1))
+                    || operandBytes > MaxRegionOperandBytes
+                    || !scanRegionRecords(scan, scan.pos() + length, depth + 1, operandBytes))
                     return false;
             }
         } else if (record == RegionRects) {
@@ -522,7 +528,8 @@ bool scanRegion(Scan& scan)
         return scan.good();
     if (qint64(length) > scan.left())
         return false;
-    return scanRegionRecords(scan, scan.pos() + length, 0);
+    qint64 operandBytes = 0;
+    return scanRegionRecords(scan, scan.pos() + length, 0, operandBytes);
 }
 
 bool scanCursor(Scan& scan)

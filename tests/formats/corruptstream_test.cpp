@@ -685,6 +685,25 @@ TEST(CorruptStream, RegionsOfQt1NestingBeyondAnyRealRegionAreCorruptData)
         s << quint32(12) << qint32(1) << qint16(0) << qint16(0) << qint16(1) << qint16(1);
     });
     expectBoundedFailure(deep, [&](QDataStream& s) { ScadaNamedStream().fromStream(s); }, qt1);
+
+    // Within the nesting limit, but every level holds a copy of a large
+    // operand: 200 levels of 120 kB.
+    const int levels = 200;
+    const int rects = 10000;
+    const QByteArray wide = bytesOf(qt1, [&](QDataStream& s) {
+        s << qint32(1) << QStringLiteral("r") << quint32(22);
+        const quint32 innermost = quint32(rects * 12);
+        s << quint32(innermost + levels * 24);
+        for (int i = 0; i < levels; ++i)
+            s << qint32(6) << quint32(innermost + (levels - 1 - i) * 24);
+        for (int i = 0; i < rects; ++i)
+            s << qint32(1) << qint16(0) << qint16(0) << qint16(1) << qint16(1);
+        for (int i = 0; i < levels; ++i)
+            s << quint32(12) << qint32(1) << qint16(0) << qint16(0) << qint16(1) << qint16(1);
+    });
+    ScadaNamedStream wideRead;
+    EXPECT_EQ(readBytes(wide, qt1, [&](QDataStream& s) { wideRead.fromStream(s); }), QDataStream::ReadCorruptData);
+    EXPECT_TRUE(wideRead.properties.isEmpty());
 }
 
 TEST(CorruptStream, DrawingValuesOnSequentialDevicesReadAsFromBuffers)
