@@ -35,30 +35,31 @@
  * them only in a process with a QGuiApplication. Anywhere else it aborts
  * the process when one is made or read (only a plain pixmap read under a
  * QCoreApplication is dropped with a warning instead), and so it does for
- * brushes and pens whose texture travels as a pixmap (streams older than
- * Qt 5.5). A report tool or a server task reads the same documents without
- * a GUI, so there pixmaps and bitmaps are read as the images they travel
- * as, and cursors and such brushes and pens as the bytes of their encoding
- * (see ScadaActionStream.h); Qt's readers never see them.
+ * icons, and for brushes, pens and palettes whose texture travels as a
+ * pixmap (streams older than Qt 5.5). A report tool or a server task reads
+ * the same documents without a GUI, so there pixmaps and bitmaps are read
+ * as the images they travel as, and cursors, icons and such brushes, pens
+ * and palettes as the bytes of their encoding (see ScadaActionStream.h);
+ * Qt's readers never see them.
  *
  * From a valid stream the result is the QVariant Qt itself would read in a
- * GUI process, null flag included, so a document read and written again
- * comes out as it would through Qt's own reader.
+ * GUI process, null flag included (custom easing curves aside), so a
+ * document read and written again comes out as it would through Qt's own
+ * reader.
  */
 #include "propertyblock.h"
 
 #include <QtCore/QByteArrayList>
+#include <QtCore/QEasingCurve>
 #include <QtCore/QHash>
 #include <QtCore/QMultiHash>
 #include <QtCore/QMultiMap>
 #include <QtCore/QStringList>
-#include <QtCore/QEasingCurve>
 #include <QtCore/QVector>
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPolygon>
 #include <QtGui/QPolygonF>
 #include <QtGui/QTextFormat>
-
 
 namespace MorvaneFormats {
 
