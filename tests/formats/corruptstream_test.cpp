@@ -90,6 +90,19 @@ MorvaneStreamItem sampleItem()
     root.className(QStringLiteral("Root"));
     root.setProperty(QStringLiteral("list"), QVariantList{ 1, QStringLiteral("x"), QVariantMap{ { "k", 2.5 } } });
     root.setProperty(QStringLiteral("pen"), QPen(Qt::red));
+    QPalette palette;
+    palette.setColor(QPalette::Window, Qt::darkCyan);
+    root.setProperty(QStringLiteral("palette"), palette);
+    QTextCharFormat format;
+    format.setFontPointSize(12);
+    format.setProperty(QTextFormat::UserProperty, QVariantList{ 1, QStringLiteral("x") });
+    root.setProperty(QStringLiteral("format"), QTextFormat(format));
+    QEasingCurve curve(QEasingCurve::BezierSpline);
+    curve.addCubicBezierSegment(QPointF(0.1, 0.2), QPointF(0.3, 0.4), QPointF(1, 1));
+    root.setProperty(QStringLiteral("curve"), curve);
+    QImage picture(4, 4, QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    root.setProperty(QStringLiteral("icon"), QIcon(QPixmap::fromImage(picture)));
     MorvaneStreamItemPtr child(new MorvaneStreamItem);
     child->className(QStringLiteral("Child"));
     child->setProperty(QStringLiteral("n"), 1);
@@ -298,15 +311,18 @@ private:
 
 TEST(CorruptStream, EveryPrefixOfAValidItemStreamFailsWithoutCrashing)
 {
-    const QByteArray bytes = bytesOf(defaultSetup(), [](QDataStream& s) { s << sampleItem(); });
-    for (int cut = 0; cut < bytes.size(); ++cut) {
-        MorvaneStreamItem item;
-        EXPECT_NE(readBytes(bytes.left(cut), defaultSetup(), [&](QDataStream& s) { s >> item; }),
-                  QDataStream::Ok)
-            << "cut at " << cut;
+    for (const StreamSetup& setup : { defaultSetup(), StreamSetup{ QDataStream::Qt_1_0, QDataStream::LittleEndian },
+                                      StreamSetup{ QDataStream::Qt_4_2, QDataStream::BigEndian } }) {
+        const QByteArray bytes = bytesOf(setup, [](QDataStream& s) { s << sampleItem(); });
+        for (int cut = 0; cut < bytes.size(); ++cut) {
+            MorvaneStreamItem item;
+            EXPECT_NE(readBytes(bytes.left(cut), setup, [&](QDataStream& s) { s >> item; }), QDataStream::Ok)
+                << "version " << setup.version << " cut at " << cut;
+        }
+        MorvaneStreamItem whole;
+        EXPECT_EQ(readBytes(bytes, setup, [&](QDataStream& s) { s >> whole; }), QDataStream::Ok)
+            << "version " << setup.version;
     }
-    MorvaneStreamItem whole;
-    EXPECT_EQ(readBytes(bytes, defaultSetup(), [&](QDataStream& s) { s >> whole; }), QDataStream::Ok);
 }
 
 TEST(CorruptStream, CutRightAfterTheFirstChildKeepsTheHeadAndThatChild)
