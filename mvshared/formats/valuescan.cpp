@@ -37,6 +37,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <type_traits>
 
 namespace MorvaneFormats {
 
@@ -96,13 +97,19 @@ constexpr qint64 MaxDecodedImageBytes = qint64(256) << 20;
 constexpr qint64 MaxDeflateRatio = 1032;
 constexpr qint64 DeflateSlack = 4096;
 
-/* The look-ahead grows by at least this much, and keeps this much ahead of
- * every fixed-size field it reads. */
+/* The look-ahead grows by at least this much at a time. */
 constexpr qint64 MinWindowGrowth = 4096;
-constexpr qint64 FieldSlack = 128;
 
 /* A walk over the value's bytes, read through a window peeked from the
- * stream's device, with the caller's stream settings. */
+ * stream's device, with the caller's stream settings.
+ *
+ * The window never asks a device for more than the value's layout needs
+ * unless the bytes are already there: a file's remaining bytes, or what a
+ * pipe or socket has delivered into its buffer. Beyond that, on a
+ * sequential device, it grows by at most doubling toward exactly the bytes
+ * the next field needs, so what it holds is never more than twice what
+ * really arrived, and a blocking pipe is never asked for bytes Qt's own
+ * reader would not have read. */
 class Scan
 {
 public:
@@ -121,34 +128,42 @@ public:
     int version() const { return stream.version(); }
     qint64 pos() const { return buffer.pos(); }
 
-    /* Bytes of the device from the value's start that can still come. */
-    qint64 reachable() const
-    {
-        return device->isSequential() ? device->bytesAvailable() : device->size() - device->pos();
-    }
-    qint64 left() const { return reachable() - pos(); }
-
-    /* Makes the window hold the value's first `end` bytes, if they exist. */
+    /* Makes the window hold the value's first `end` bytes, if they come. */
     bool ensure(qint64 end)
     {
         if (end <= window.size())
             return true;
-        const qint64 limit = reachable();
-        if (end > limit)
+        if (end > std::numeric_limits<int>::max())
             return false;
-        const qint64 wanted = std::min(limit, std::max({ end, qint64(window.size()) * 2, MinWindowGrowth }));
-        if (wanted > std::numeric_limits<int>::max())
-            return false;
-        window = device->peek(wanted);
-        return window.size() >= end;
+        const qint64 grown = std::max({ end, qint64(window.size()) * 2, MinWindowGrowth });
+        if (!device->isSequential()) {
+            const qint64 limit = device->size() - device->pos();
+            if (end > limit)
+                return false;
+            window = device->peek(std::min({ limit, grown, qint64(std::numeric_limits<int>::max()) }));
+            return window.size() >= end;
+        }
+        const qint64 delivered = device->bytesAvailable();
+        if (end <= delivered) {
+            window = device->peek(std::min(delivered, grown));
+            return window.size() >= end;
+        }
+        while (window.size() < end) {
+            const qint64 wanted = std::min(end, std::max(qint64(window.size()) * 2, MinWindowGrowth));
+            window = device->peek(wanted);
+            if (window.size() < wanted)
+                return false;
+        }
+        return true;
     }
 
+    /* Reads a field of fixed size. */
     template <typename T>
     T read()
     {
         T value{};
         if (good()) {
-            ensure(std::min(pos() + FieldSlack, reachable()));
+            ensure(pos() + fieldBytes(value));
             stream >> value;
         }
         return value;
@@ -161,6 +176,9 @@ public:
             return false;
         return buffer.seek(pos() + bytes);
     }
+
+    /* Whether the data ends here. */
+    bool atEnd() { return good() && !ensure(pos() + 1); }
 
     QByteArray bytes(qint64 from, qint64 to) const { return window.mid(int(from), int(to - from)); }
 
@@ -177,16 +195,21 @@ public:
         return good() && (length == NullLength || (length % 2 == 0 && skip(length)));
     }
 
-    bool skipByteArray()
+    /* A string whose bytes the walk has already stepped over from start. */
+    QString stringAt(qint64 start)
     {
-        const quint32 length = read<quint32>();
-        return good() && (length == NullLength || skip(length));
+        QString text;
+        const qint64 end = pos();
+        if (buffer.seek(start))
+            stream >> text;
+        buffer.seek(end);
+        return text;
     }
 
     /* A count of elements that each take at least minBytes. */
-    bool plausibleCount(quint32 count, qint64 minBytes) const
+    bool plausibleCount(quint32 count, qint64 minBytes)
     {
-        return good() && qint64(count) * minBytes <= left();
+        return good() && ensure(pos() + qint64(count) * minBytes);
     }
 
     QIODevice* device;
@@ -195,6 +218,30 @@ public:
     QDataStream stream;
     /* Whether a brush texture in the value travels as a pixmap. */
     bool pixmapTexture = false;
+
+private:
+    /* The bytes of each fixed-size field as the stream's version and
+     * floating-point precision lay it out. */
+    /* Streams before Qt 4.6 always carry doubles. */
+    qint64 doubleBytes() const
+    {
+        return version() >= QDataStream::Qt_4_6
+                && stream.floatingPointPrecision() == QDataStream::SinglePrecision
+            ? 4
+            : 8;
+    }
+    template <typename Integer>
+    qint64 fieldBytes(const Integer&) const
+    {
+        static_assert(std::is_integral<Integer>::value, "a field of fixed size");
+        return sizeof(Integer);
+    }
+    qint64 fieldBytes(const double&) const { return doubleBytes(); }
+    qint64 fieldBytes(const QColor&) const { return version() < QDataStream::Qt_4_0 ? 4 : 11; }
+    qint64 fieldBytes(const QPoint&) const { return version() == 1 ? 4 : 8; }
+    qint64 fieldBytes(const QSize&) const { return version() == 1 ? 4 : 8; }
+    qint64 fieldBytes(const QPointF&) const { return 2 * doubleBytes(); }
+    qint64 fieldBytes(const QTransform&) const { return 9 * doubleBytes(); }
 };
 
 bool scanColor(Scan& scan)
@@ -399,7 +446,7 @@ bool scanImage(Scan& scan, ImageCheck check = ImageCheck::Layout)
         return false;
     // Before the marker, Qt's writer writes nothing at all for a null
     // picture, and Qt's reader makes a null picture of the end of the data.
-    if (scan.version() < FirstImageMarkerVersion && check == ImageCheck::Layout && scan.left() == 0)
+    if (scan.version() < FirstImageMarkerVersion && check == ImageCheck::Layout && scan.atEnd())
         return true;
     const bool laidOut = scan.version() == BmpImageVersion ? scanBmp(scan) : scanPng(scan);
     return laidOut && (check == ImageCheck::Layout || decodes(scan, start));
@@ -526,7 +573,7 @@ bool scanRegion(Scan& scan)
     const quint32 length = scan.read<quint32>();
     if (!scan.good() || length == NullLength || length == 0)
         return scan.good();
-    if (qint64(length) > scan.left())
+    if (!scan.ensure(scan.pos() + length))
         return false;
     qint64 operandBytes = 0;
     return scanRegionRecords(scan, scan.pos() + length, 0, operandBytes);
@@ -588,9 +635,7 @@ bool scanIconEntries(Scan& scan)
 QString readString(Scan& scan)
 {
     const qint64 start = scan.pos();
-    if (!scan.skipString() || !scan.buffer.seek(start))
-        return QString();
-    return scan.read<QString>();
+    return scan.skipString() ? scan.stringAt(start) : QString();
 }
 
 bool scanIcon(Scan& scan)
