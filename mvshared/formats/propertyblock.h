@@ -20,6 +20,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+class QRegion;
+
 namespace MorvaneFormats {
 
 typedef QMap<QString, QVariant> PropertyMap;
@@ -63,6 +65,10 @@ void readPropertyBlock(QDataStream& stream, PropertyMap& properties, PropertyKey
 /* Reads one QVariant in Qt's own encoding, with bounded nesting and without
  * trusting the counts of container values. */
 void readPropertyValue(QDataStream& stream, QVariant& value, int depth = 0);
+
+/* Reads a QRegion's records and replays them with bounded cost (see
+ * regionvalue.cpp). */
+void readRegion(QDataStream& stream, QRegion& region);
 
 /* Drawing values whose Qt readers trust counts inside their own layout,
  * nest without bound or decode pictures, in streams of this version. */

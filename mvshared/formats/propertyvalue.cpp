@@ -14,9 +14,11 @@
  * is handed to Qt's reader for that type, which takes only what the stream
  * holds, except these:
  *  - drawing values (fonts, pens, brushes, images, pixmaps, bitmaps,
- *    regions, cursors, palettes, icons) carry counts and pictures of their
- *    own that Qt trusts; they are walked first through a bounded look-ahead
+ *    cursors, palettes, icons) carry counts and pictures of their own that
+ *    Qt trusts; they are walked first through a bounded look-ahead
  *    (valuescan.cpp), and Qt's reader gets only the bytes that passed;
+ *  - a region's records are replayed here (regionvalue.cpp), since Qt's
+ *    replay of hostile records takes unbounded time, memory and stack;
  *  - a text format holds a map of QVariants that Qt would read with its own
  *    QVariant reader, so its type and properties are read here and the
  *    format is built from them;
@@ -59,6 +61,7 @@
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPolygon>
 #include <QtGui/QPolygonF>
+#include <QtGui/QRegion>
 #include <QtGui/QTextFormat>
 
 namespace MorvaneFormats {
@@ -73,7 +76,8 @@ enum class Framing {
     Map,           // quint32 count, then key/value pairs
     Scanned,       // Qt's reader, on the bytes the walk checked
     TextFormat,    // built here from its type and properties
-    EasingCurve    // built here from its fields
+    EasingCurve,   // built here from its fields
+    Region         // replayed here from its records
 };
 
 Framing typeFraming(int typeId, int streamVersion)
@@ -94,6 +98,8 @@ Framing typeFraming(int typeId, int streamVersion)
         return Framing::TextFormat;
     case QMetaType::QEasingCurve:
         return Framing::EasingCurve;
+    case QMetaType::QRegion:
+        return Framing::Region;
     default:
         return needsScan(typeId, streamVersion) ? Framing::Scanned : Framing::QtReader;
     }
@@ -376,6 +382,8 @@ void readPayload(QDataStream& stream, int typeId, void* payload, int depth)
         return readTextFormat(stream, payload, depth);
     case Framing::EasingCurve:
         return readEasingCurve(stream, payload);
+    case Framing::Region:
+        return readRegion(stream, *static_cast<QRegion*>(payload));
     case Framing::QtReader:
         break;
     }

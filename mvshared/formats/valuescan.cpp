@@ -1,26 +1,24 @@
 /*
  * valuescan.cpp: walking the encoding of a drawing value (font, pen, brush,
- * image, pixmap, bitmap, region, cursor, palette, icon) before Qt's reader
- * for the type sees it.
+ * image, pixmap, bitmap, cursor, palette, icon) before Qt's reader for the
+ * type sees it.
  *
  * Qt 5.15's readers of these types trust counts inside their own layouts:
  * a font's family list, a pen's dash pattern and a gradient's stops are
  * reserved by their count before any element is read (a count of two
- * billion crashes the process), a region loops over its rectangle count
- * whatever the data holds (many seconds for a few bytes) and nests its
- * older record forms without bound, and an image is decoded to the size its
- * header claims. Worse, these readers go on after a failed field, so a
- * string Qt refuses or an image that does not decode makes them take a
- * later count from the wrong bytes. A valid stream never claims more than
- * it holds, so the walk follows the value's layout for the stream's version,
- * checks every such count against the bytes that can still come, decodes
- * every picture that other fields follow, and tells how many bytes the value
- * takes. Only those bytes, once they pass, are handed to Qt's reader.
+ * billion crashes the process), an icon decodes as many pictures as its
+ * count says, and an image is decoded to the size its header claims.
+ * Worse, these readers go on after a failed field, so a string Qt refuses
+ * or an image that does not decode makes them take a later count from the
+ * wrong bytes. A valid stream never claims more than it holds, so the walk
+ * follows the value's layout for the stream's version, checks every such
+ * count against the bytes that can still come, decodes every picture that
+ * other fields follow, and tells how many bytes the value takes. Only those
+ * bytes, once they pass, are handed to Qt's reader.
  *
  * The walk looks ahead without consuming: it peeks at the device, growing
- * its window as the layout asks for more, never beyond the bytes the device
- * still holds (a file's remaining size, or what a pipe or socket has
- * delivered), so it serves files, buffers and sequential devices alike.
+ * its window as the layout asks for more (see Scan), so it serves files,
+ * buffers and sequential devices alike.
  *
  * The walk also tells whether a brush texture in the value travels as a
  * pixmap (streams older than Qt 5.5), which a process without a GUI must
@@ -58,21 +56,6 @@ constexpr int LinearGradientType = 0;
 constexpr int RadialGradientType = 1;
 /* Qt's cursor shape of a cursor made of bitmaps. */
 constexpr qint16 BitmapCursorShape = 24;
-/* Qt's region records. Qt 1 streams nest a region's rectangles as unions
- * of byte arrays, one level for each rectangle. */
-constexpr qint32 RegionSetRect = 1;
-constexpr qint32 RegionSetEllipse = 2;
-constexpr qint32 RegionSetPolygonAlternate = 3;
-constexpr qint32 RegionSetPolygonWinding = 4;
-constexpr qint32 RegionTranslate = 5;
-constexpr qint32 RegionUnite = 6;
-constexpr qint32 RegionExclusiveOr = 9;
-constexpr qint32 RegionRects = 10;
-constexpr int MaxRegionNesting = 256;
-/* Qt copies each union's operands out of the bytes of the level above, so
- * the bytes of all nested operands are held at once: a Qt 1 region of 256
- * rectangles needs under 1 MB. */
-constexpr qint64 MaxRegionOperandBytes = qint64(16) << 20;
 constexpr quint32 NullLength = 0xffffffffu;
 /* The colour groups of a palette, and the roles each carries by version:
  * Qt 1 streams carry seven colours, later ones a brush for each role the
@@ -528,57 +511,6 @@ bool scanPen(Scan& scan)
     return scan.good();
 }
 
-/* A region is a byte array of records that Qt replays; its rectangles and
- * points are checked against the record's own bytes. */
-bool scanRegionRecords(Scan& scan, qint64 end, int depth, qint64& operandBytes)
-{
-    if (depth > MaxRegionNesting)
-        return false;
-    const qint64 rectBytes = scan.version() == 1 ? 8 : 16;
-    const qint64 pointBytes = scan.version() == 1 ? 4 : 8;
-    while (scan.good() && scan.pos() < end) {
-        const qint32 record = scan.read<qint32>();
-        if (record == RegionSetRect || record == RegionSetEllipse) {
-            scan.skip(rectBytes);
-        } else if (record == RegionSetPolygonAlternate || record == RegionSetPolygonWinding) {
-            const quint32 points = scan.read<quint32>();
-            if (!scan.good() || qint64(points) * pointBytes > end - scan.pos())
-                return false;
-            scan.skip(points * pointBytes);
-        } else if (record == RegionTranslate) {
-            scan.skip(pointBytes);
-        } else if (record >= RegionUnite && record <= RegionExclusiveOr) {
-            for (int operand = 0; operand < 2; ++operand) {
-                const quint32 length = scan.read<quint32>();
-                operandBytes += length;
-                if (!scan.good() || length == NullLength || qint64(length) > end - scan.pos()
-                    || operandBytes > MaxRegionOperandBytes
-                    || !scanRegionRecords(scan, scan.pos() + length, depth + 1, operandBytes))
-                    return false;
-            }
-        } else if (record == RegionRects) {
-            const quint32 rects = scan.read<quint32>();
-            if (!scan.good() || qint64(rects) * rectBytes != end - scan.pos())
-                return false;
-            scan.skip(rects * rectBytes);
-        } else {
-            return false;
-        }
-    }
-    return scan.good() && scan.pos() == end;
-}
-
-bool scanRegion(Scan& scan)
-{
-    const quint32 length = scan.read<quint32>();
-    if (!scan.good() || length == NullLength || length == 0)
-        return scan.good();
-    if (!scan.ensure(scan.pos() + length))
-        return false;
-    qint64 operandBytes = 0;
-    return scanRegionRecords(scan, scan.pos() + length, 0, operandBytes);
-}
-
 bool scanCursor(Scan& scan)
 {
     if (scan.read<qint16>() != BitmapCursorShape)
@@ -669,8 +601,6 @@ bool scanValue(Scan& scan, int typeId)
     case QMetaType::QPixmap:
     case QMetaType::QBitmap:
         return scanImage(scan);
-    case QMetaType::QRegion:
-        return scanRegion(scan);
     case QMetaType::QCursor:
         return scanCursor(scan);
     case QMetaType::QPalette:
@@ -694,7 +624,6 @@ bool needsScan(int typeId, int streamVersion)
     case QMetaType::QImage:
     case QMetaType::QPixmap:
     case QMetaType::QBitmap:
-    case QMetaType::QRegion:
     case QMetaType::QCursor:
     case QMetaType::QPalette:
     case QMetaType::QIcon:
