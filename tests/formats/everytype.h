@@ -176,6 +176,33 @@ inline QVariant sampleValue(int typeId)
     }
 }
 
+/* Whether two values read from documents are the same: pictures by their
+ * pixels, hashes (which write their entries in an order of their own) by
+ * ==, everything else by the bytes it writes in today's layout. */
+inline bool sameValue(const QVariant& a, const QVariant& b)
+{
+    if (a.userType() != b.userType())
+        return false;
+    switch (a.userType()) {
+    case QMetaType::QImage:
+    case QMetaType::QPixmap:
+    case QMetaType::QBitmap:
+        return a.value<QImage>().convertToFormat(QImage::Format_ARGB32)
+            == b.value<QImage>().convertToFormat(QImage::Format_ARGB32);
+    case QMetaType::QVariantHash:
+        return a == b;
+    default: {
+        QByteArray aBytes;
+        QByteArray bBytes;
+        QDataStream aStream(&aBytes, QIODevice::WriteOnly);
+        QDataStream bStream(&bBytes, QIODevice::WriteOnly);
+        aStream << a;
+        bStream << b;
+        return aBytes == bBytes;
+    }
+    }
+}
+
 /* The types Qt streams: built-in ones up to User and the registered ones
  * after it, each kept when Qt's save works on its sample value. */
 inline std::vector<int> streamableTypes()

@@ -321,3 +321,35 @@ TEST(WithoutGui, IconsArriveAsTheBytesOfTheirEncodingAndPalettesAsPalettes)
     ASSERT_EQ(read.userType(), QMetaType::QPalette);
     EXPECT_EQ(read.value<QPalette>().color(QPalette::Window), QColor(Qt::darkCyan));
 }
+
+// Every type Qt streams, in the layouts of Qt 1.0 to today: the documents
+// read to their ends, siblings and actions after the values included, and
+// what Qt would make a pixmap of arrives as an image or as bytes.
+TEST(WithoutGui, EveryTypeDocumentsReadWhole)
+{
+    for (const Document* document : EveryTypeDocuments) {
+        const ReadItem read = readItem(*document);
+        EXPECT_EQ(read.status, QDataStream::Ok) << document->file;
+        EXPECT_TRUE(read.atEnd) << document->file;
+        const MorvaneStreamItem& item = read.item;
+        EXPECT_EQ(item.property(QStringLiteral("last")), QVariant(QStringLiteral("end"))) << document->file;
+        ASSERT_EQ(item.childItems.size(), 2) << document->file;
+        EXPECT_EQ(item.childItems[1]->className(), QStringLiteral("Sibling")) << document->file;
+        EXPECT_EQ(item.childItems[1]->property(QStringLiteral("n")), QVariant(42)) << document->file;
+        const MorvaneStreamItem& values = *item.childItems[0];
+        ASSERT_EQ(values.tagActions.size(), 2) << document->file;
+        ASSERT_EQ(values.eventActions.size(), 1) << document->file;
+        EXPECT_EQ(values.tagActions[1]->text, QStringLiteral("after")) << document->file;
+        EXPECT_EQ(values.tagActions[0]->properties.size(), values.properties.size()) << document->file;
+        EXPECT_EQ(values.eventActions[0]->properties.size(), values.properties.size()) << document->file;
+        EXPECT_GE(values.properties.size(), 70) << document->file;
+        const auto typeOf = [&](const char* name) { return values.property(QString::fromLatin1(name)).userType(); };
+        for (const char* picture : { "QPixmap", "QBitmap", "QImage" })
+            EXPECT_EQ(typeOf(picture), QMetaType::QImage) << document->file << " " << picture;
+        for (const char* encoded : { "QCursor", "QIcon" })
+            EXPECT_EQ(typeOf(encoded), QMetaType::QByteArray) << document->file << " " << encoded;
+        EXPECT_EQ(typeOf("QFont"), QMetaType::QFont) << document->file;
+        EXPECT_EQ(typeOf("QRegion"), QMetaType::QRegion) << document->file;
+        EXPECT_EQ(typeOf("QPalette"), QMetaType::QPalette) << document->file;
+    }
+}
