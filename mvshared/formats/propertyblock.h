@@ -78,6 +78,11 @@ bool needsScan(int typeId, int streamVersion);
 struct DrawingValueScan {
     /* False when the value cannot be valid. */
     bool plausible = false;
+    /* Whether it needs bytes that have not come: it may yet be valid once
+     * they arrive, so the stream's status is ReadPastEnd, as Qt's readers
+     * make it for data cut short (and a transaction on the stream rolls
+     * back), rather than ReadCorruptData. */
+    bool shortOfData = false;
     /* The value's bytes as they stand on the stream, not yet consumed. */
     QByteArray bytes;
     /* Whether it (a brush, a pen's brush or a palette's) carries a texture

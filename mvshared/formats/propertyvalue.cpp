@@ -251,6 +251,16 @@ void readMapValue(QDataStream& stream, int typeId, void* payload, int depth)
         readMap<QMultiHash<QString, QVariant>>(stream, *static_cast<QVariantHash*>(payload), depth);
 }
 
+/* Refuses a value the walk did not pass: as cut short when it needs bytes
+ * that have not come, as corrupt otherwise. */
+void refuseScanned(QDataStream& stream, const DrawingValueScan& scan)
+{
+    if (scan.shortOfData)
+        stream.setStatus(QDataStream::ReadPastEnd);
+    else
+        refuseCorruptData(stream);
+}
+
 /* Consumes the bytes a walk looked at. */
 bool consume(QDataStream& stream, const QByteArray& bytes)
 {
@@ -266,7 +276,7 @@ void readScanned(QDataStream& stream, int typeId, void* payload)
 {
     const DrawingValueScan scan = scanDrawingValue(stream, typeId);
     if (!scan.plausible)
-        return refuseCorruptData(stream);
+        return refuseScanned(stream, scan);
     if (!consume(stream, scan.bytes))
         return;
     QDataStream value(scan.bytes);
@@ -422,7 +432,7 @@ bool readWithoutGui(QDataStream& stream, ValueHeader& header, QVariant& value)
             return false;
         const DrawingValueScan scan = scanDrawingValue(stream, heldType);
         if (!scan.plausible) {
-            refuseCorruptData(stream);
+            refuseScanned(stream, scan);
             return true;
         }
         if (heldType != QMetaType::QCursor && heldType != QMetaType::QIcon && !scan.pixmapTexture)

@@ -111,31 +111,15 @@ public:
     int version() const { return stream.version(); }
     qint64 pos() const { return buffer.pos(); }
 
-    /* Makes the window hold the value's first `end` bytes, if they come. */
+    /* Makes the window hold the value's first `end` bytes, if they come;
+     * notes when they have not (yet) come. */
     bool ensure(qint64 end)
     {
         if (end <= window.size())
             return true;
-        if (end > std::numeric_limits<int>::max())
+        if (end > std::numeric_limits<int>::max() || !grow(end)) {
+            shortOfData = true;
             return false;
-        const qint64 grown = std::max({ end, qint64(window.size()) * 2, MinWindowGrowth });
-        if (!device->isSequential()) {
-            const qint64 limit = device->size() - device->pos();
-            if (end > limit)
-                return false;
-            window = device->peek(std::min({ limit, grown, qint64(std::numeric_limits<int>::max()) }));
-            return window.size() >= end;
-        }
-        const qint64 delivered = device->bytesAvailable();
-        if (end <= delivered) {
-            window = device->peek(std::min(delivered, grown));
-            return window.size() >= end;
-        }
-        while (window.size() < end) {
-            const qint64 wanted = std::min(end, std::max(qint64(window.size()) * 2, MinWindowGrowth));
-            window = device->peek(wanted);
-            if (window.size() < wanted)
-                return false;
         }
         return true;
     }
@@ -161,7 +145,7 @@ public:
     }
 
     /* Whether the data ends here. */
-    bool atEnd() { return good() && !ensure(pos() + 1); }
+    bool atEnd() { return good() && pos() + 1 > window.size() && !grow(pos() + 1); }
 
     QByteArray bytes(qint64 from, qint64 to) const { return window.mid(int(from), int(to - from)); }
 
@@ -201,8 +185,34 @@ public:
     QDataStream stream;
     /* Whether a brush texture in the value travels as a pixmap. */
     bool pixmapTexture = false;
+    /* Whether the value needs bytes that have not come. */
+    bool shortOfData = false;
 
 private:
+    bool grow(qint64 end)
+    {
+        const qint64 grown = std::max({ end, qint64(window.size()) * 2, MinWindowGrowth });
+        if (!device->isSequential()) {
+            const qint64 limit = device->size() - device->pos();
+            if (end > limit)
+                return false;
+            window = device->peek(std::min({ limit, grown, qint64(std::numeric_limits<int>::max()) }));
+            return window.size() >= end;
+        }
+        const qint64 delivered = device->bytesAvailable();
+        if (end <= delivered) {
+            window = device->peek(std::min(delivered, grown));
+            return window.size() >= end;
+        }
+        while (window.size() < end) {
+            const qint64 wanted = std::min(end, std::max(qint64(window.size()) * 2, MinWindowGrowth));
+            window = device->peek(wanted);
+            if (window.size() < wanted)
+                return false;
+        }
+        return true;
+    }
+
     /* The bytes of each fixed-size field as the stream's version and
      * floating-point precision lay it out. */
     /* Streams before Qt 4.6 always carry doubles. */
@@ -641,6 +651,7 @@ DrawingValueScan scanDrawingValue(QDataStream& stream, int typeId)
         return result;
     Scan scan(stream);
     result.plausible = scanValue(scan, typeId) && scan.good();
+    result.shortOfData = scan.shortOfData;
     result.bytes = scan.bytes(0, scan.pos());
     result.pixmapTexture = scan.pixmapTexture;
     return result;

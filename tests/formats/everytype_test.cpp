@@ -115,17 +115,21 @@ public:
     }
 
     /* Sends the bytes and waits (bounded) until all of them have arrived. */
-    QIODevice* carry(const QByteArray& bytes)
+    QIODevice* carry(const QByteArray& bytes) { return deliver(bytes, bytes.size()); }
+
+    /* Sends more bytes and waits (bounded) until the reading end holds
+     * `held` bytes. */
+    QIODevice* deliver(const QByteArray& bytes, qint64 held)
     {
         if (!m_writer)
             return nullptr;
         m_writer->write(bytes);
         QDeadlineTimer deadline(10000);
-        while (m_reader.bytesAvailable() < bytes.size() && !deadline.hasExpired()) {
+        while (m_reader.bytesAvailable() < held && !deadline.hasExpired()) {
             m_writer->waitForBytesWritten(10);
             m_reader.waitForReadyRead(10);
         }
-        return m_reader.bytesAvailable() == bytes.size() ? &m_reader : nullptr;
+        return m_reader.bytesAvailable() == held ? &m_reader : nullptr;
     }
 
 private:
@@ -337,5 +341,38 @@ TEST_F(EveryType, ADocumentHoldingEveryTypeReadsBackWhole)
                 }
             }
         }
+    }
+}
+
+TEST_F(EveryType, ADocumentArrivingInPiecesIsReadInATransactionOnceWhole)
+{
+    // A value cut short by bytes that have not come yet leaves the stream
+    // in ReadPastEnd, so a transaction rolls back and waits for the rest.
+    const StreamSetup setup{ QDataStream::Qt_5_15, QDataStream::BigEndian };
+    const QByteArray bytes = bytesOf(setup, [&](QDataStream& s) { s << documentWith(s_types); });
+    SocketPair sockets;
+    const int pieces = 4;
+    QIODevice* device = nullptr;
+    int sent = 0;
+    for (int piece = 1; piece <= pieces; ++piece) {
+        const int upTo = bytes.size() * piece / pieces;
+        device = sockets.deliver(bytes.mid(sent, upTo - sent), upTo);
+        ASSERT_NE(device, nullptr);
+        sent = upTo;
+        QDataStream stream(device);
+        configure(stream, setup);
+        stream.startTransaction();
+        MorvaneStreamItem item;
+        stream >> item;
+        if (piece < pieces) {
+            EXPECT_FALSE(stream.commitTransaction()) << "piece " << piece;
+            EXPECT_EQ(device->bytesAvailable(), upTo) << "piece " << piece;
+            continue;
+        }
+        EXPECT_TRUE(stream.commitTransaction());
+        EXPECT_TRUE(stream.atEnd());
+        ASSERT_EQ(item.childItems.size(), 2);
+        EXPECT_EQ(item.childItems[0]->properties.size(), int(s_types.size()));
+        EXPECT_EQ(item.childItems[1]->className(), QStringLiteral("Sibling"));
     }
 }
