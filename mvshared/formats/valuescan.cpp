@@ -214,8 +214,8 @@ private:
     }
 
     /* The bytes of each fixed-size field as the stream's version and
-     * floating-point precision lay it out. */
-    /* Streams before Qt 4.6 always carry doubles. */
+     * floating-point precision lay it out; streams before Qt 4.6 always
+     * carry doubles. */
     qint64 doubleBytes() const
     {
         return version() >= QDataStream::Qt_4_6
