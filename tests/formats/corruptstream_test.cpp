@@ -202,6 +202,18 @@ QList<QPair<const char*, QVariant>> drawingAndContainerValues()
     QTextTableFormat tableFormat;
     tableFormat.setColumnWidthConstraints({ QTextLength(QTextLength::FixedLength, 20) });
     tableFormat.setCellPadding(3);
+    QTextBlockFormat blockFormat;
+    blockFormat.setAlignment(Qt::AlignRight);
+    blockFormat.setIndent(2);
+    QTextListFormat listFormat;
+    listFormat.setStyle(QTextListFormat::ListDecimal);
+    listFormat.setNumberSuffix(QStringLiteral(")"));
+    QTextFrameFormat frameFormat;
+    frameFormat.setBorder(1.5);
+    frameFormat.setBorderBrush(QBrush(gradientPen.brush()));
+    QTextImageFormat imageFormat;
+    imageFormat.setName(QStringLiteral("pump.png"));
+    imageFormat.setWidth(32);
     QEasingCurve bounce(QEasingCurve::OutBounce);
     bounce.setAmplitude(0.7);
     QEasingCurve bezier(QEasingCurve::BezierSpline);
@@ -214,6 +226,10 @@ QList<QPair<const char*, QVariant>> drawingAndContainerValues()
         { "palette", palette },
         { "char format", QTextFormat(charFormat) },
         { "table format", QTextFormat(tableFormat) },
+        { "block format", QTextFormat(blockFormat) },
+        { "list format", QTextFormat(listFormat) },
+        { "frame format", QTextFormat(frameFormat) },
+        { "image format", QTextFormat(imageFormat) },
         { "easing curve", bounce },
         { "bezier curve", bezier },
         { "tcb curve", tcb },
