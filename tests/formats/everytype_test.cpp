@@ -83,9 +83,15 @@ public:
             ::close(fd);
         });
     }
+    /* Drains what the reader left, so that the writer finishes and closes
+     * its end before this one closes (no write to a pipe without reader). */
     ~PipeFeed()
     {
-        m_file.close();
+        if (m_file.isOpen()) {
+            while (!m_file.read(4096).isEmpty()) {
+            }
+            m_file.close();
+        }
         if (m_writer.joinable())
             m_writer.join();
     }
