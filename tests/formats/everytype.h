@@ -176,6 +176,12 @@ inline QVariant sampleValue(int typeId)
     }
 }
 
+inline bool isPicture(const QVariant& value)
+{
+    return value.userType() == QMetaType::QImage || value.userType() == QMetaType::QPixmap
+        || value.userType() == QMetaType::QBitmap;
+}
+
 /* Whether two values read from documents are the same: pictures by their
  * pixels, hashes (which write their entries in an order of their own) by
  * ==, everything else by the bytes it writes in today's layout. */
@@ -183,24 +189,18 @@ inline bool sameValue(const QVariant& a, const QVariant& b)
 {
     if (a.userType() != b.userType())
         return false;
-    switch (a.userType()) {
-    case QMetaType::QImage:
-    case QMetaType::QPixmap:
-    case QMetaType::QBitmap:
+    if (isPicture(a))
         return a.value<QImage>().convertToFormat(QImage::Format_ARGB32)
             == b.value<QImage>().convertToFormat(QImage::Format_ARGB32);
-    case QMetaType::QVariantHash:
+    if (a.userType() == QMetaType::QVariantHash)
         return a == b;
-    default: {
-        QByteArray aBytes;
-        QByteArray bBytes;
-        QDataStream aStream(&aBytes, QIODevice::WriteOnly);
-        QDataStream bStream(&bBytes, QIODevice::WriteOnly);
-        aStream << a;
-        bStream << b;
-        return aBytes == bBytes;
-    }
-    }
+    QByteArray aBytes;
+    QByteArray bBytes;
+    QDataStream aStream(&aBytes, QIODevice::WriteOnly);
+    QDataStream bStream(&bBytes, QIODevice::WriteOnly);
+    aStream << a;
+    bStream << b;
+    return aBytes == bBytes;
 }
 
 /* The types Qt streams: built-in ones up to User and the registered ones
