@@ -26,6 +26,8 @@
 #include <QtGui/QPolygon>
 #include <QtGui/QRegion>
 
+#include <cstdlib>
+
 namespace MorvaneFormats {
 
 namespace {
@@ -57,9 +59,12 @@ QRegion uniteAll(const QVector<QRect>& rects, int from, int to)
     return uniteAll(rects, from, middle).united(uniteAll(rects, middle, to));
 }
 
+/* Extents in 64 bits: the corners are anything a stream says. */
 bool reasonableShape(const QRect& bounds)
 {
-    return bounds.width() <= MaxShapeExtent && bounds.height() <= MaxShapeExtent;
+    const qint64 width = qint64(bounds.right()) - bounds.left() + 1;
+    const qint64 height = qint64(bounds.bottom()) - bounds.top() + 1;
+    return std::abs(width) <= MaxShapeExtent && std::abs(height) <= MaxShapeExtent;
 }
 
 /* Replays records as Qt does, including what Qt makes of records cut

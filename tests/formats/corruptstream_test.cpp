@@ -810,7 +810,11 @@ TEST(CorruptStream, RegionEllipsesAndPolygonsBeyondAnyScreenAreCorruptData)
     const QByteArray polygon = regionBytes([](QDataStream& s) {
         s << qint32(4) << QPolygon(QVector<QPoint>{ QPoint(0, -1000000000), QPoint(5, 1000000000), QPoint(9, 0) });
     });
-    for (const QByteArray& bytes : { ellipse, polygon })
+    // Corners whose distance does not fit an int.
+    const QByteArray farApart = regionBytes([](QDataStream& s) {
+        s << qint32(2) << QRect(QPoint(-2113929216, 0), QPoint(603979776, 10));
+    });
+    for (const QByteArray& bytes : { ellipse, polygon, farApart })
         expectBoundedFailure(bytes, [&](QDataStream& s) { ScadaNamedStream().fromStream(s); });
     const QByteArray small = regionBytes([](QDataStream& s) { s << qint32(2) << QRect(0, 0, 10, 20); });
     ScadaNamedStream read;
