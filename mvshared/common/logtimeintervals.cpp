@@ -138,9 +138,15 @@ QDateTime nextMonthInterval(const QDateTime& time, int count)
     return midnight(firstOfMonth(time.date())).addMonths(months);
 }
 
+/* A local time's hour is cut on the instant, so each pass of the hour that
+ * repeats when clocks go back keeps its own page; a time in UTC or with an
+ * offset gives its date and hour, and the page is built from them in local
+ * time like every other page. */
 QPair<QDateTime, QDateTime> hourPage(const QDateTime& time)
 {
-    const QDateTime start = cutToMinute(time, 0);
+    const QDateTime start = time.timeSpec() == Qt::LocalTime
+        ? cutToMinute(time, 0)
+        : QDateTime(time.date(), QTime(time.time().hour(), 0));
     return {start, start.addSecs(kSecondsPerHour)};
 }
 

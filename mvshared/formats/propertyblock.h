@@ -20,6 +20,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+class QRegion;
+
 namespace MorvaneFormats {
 
 typedef QMap<QString, QVariant> PropertyMap;
@@ -28,8 +30,9 @@ typedef QMap<QString, QVariant> PropertyMap;
 enum class PropertyKeyForm { Latin1Bytes, Text };
 
 /* Items nest a few levels in real displays (groups in groups, a dozen at
- * most); a stream nesting deeper is corrupt. The limit keeps the recursive
- * reader far from the end of the thread's stack. */
+ * most); a stream nesting them more than 256 deep is refused as corrupt.
+ * The limit keeps the recursive reader far from the end of the thread's
+ * stack. */
 constexpr int MaxItemNesting = 256;
 /* Property values hold lists and maps of a few levels at most. */
 constexpr int MaxValueNesting = 64;
@@ -63,22 +66,33 @@ void readPropertyBlock(QDataStream& stream, PropertyMap& properties, PropertyKey
  * trusting the counts of container values. */
 void readPropertyValue(QDataStream& stream, QVariant& value, int depth = 0);
 
-/* Drawing values whose Qt readers trust counts inside their own layout. */
-bool needsScan(int typeId);
+/* Reads a QRegion's records and replays them with bounded cost (see
+ * regionvalue.cpp). */
+void readRegion(QDataStream& stream, QRegion& region);
+
+/* Drawing values whose Qt readers trust counts inside their own layout,
+ * nest without bound or decode pictures, in streams of this version. */
+bool needsScan(int typeId, int streamVersion);
 
 /* What the walk over a drawing value found. */
 struct DrawingValueScan {
-    /* False when the value cannot be valid or the device cannot rewind. */
+    /* False when the value cannot be valid. */
     bool plausible = false;
-    /* The bytes the value takes on the stream. */
-    qint64 bytes = 0;
-    /* Whether it (a brush, or a pen's brush) carries a texture that
-     * travels as a pixmap, as in streams older than Qt 5.5: Qt's reader
-     * makes a pixmap of it. */
+    /* Whether it needs bytes that have not come: it may yet be valid once
+     * they arrive, so the stream's status is ReadPastEnd, as Qt's readers
+     * make it for data cut short (and a transaction on the stream rolls
+     * back), rather than ReadCorruptData. */
+    bool shortOfData = false;
+    /* The value's bytes as they stand on the stream, not yet consumed. */
+    QByteArray bytes;
+    /* Whether it (a brush, a pen's brush or a palette's) carries a texture
+     * that travels as a pixmap, as in streams older than Qt 5.5: Qt's
+     * reader makes a pixmap of it. */
     bool pixmapTexture = false;
 };
-/* Walks such a value on the stream's device without allocating, checks
- * its counts against the bytes left and rewinds. */
+/* Walks such a value through a bounded look-ahead on the stream's device
+ * (random-access or sequential) and checks its counts against the bytes
+ * that can still come; nothing is consumed. */
 DrawingValueScan scanDrawingValue(QDataStream& stream, int typeId);
 
 } // namespace MorvaneFormats

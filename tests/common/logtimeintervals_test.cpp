@@ -354,6 +354,25 @@ TEST_F(LogTimeIntervalsTest, HourDayMonthAndYearPages)
     EXPECT_EQ(makeLogReportDateInterval(Hour, at(2024, 12, 31, 23, 5)), qMakePair(at(2024, 12, 31, 23), at(2025, 1, 1)));
 }
 
+TEST_F(LogTimeIntervalsTest, HourPageOfAUtcOrOffsetTimeIsBuiltInLocalTimeFromItsDateAndHour)
+{
+    /* Local time here is an hour or two ahead of UTC, so the same wall clock
+     * in UTC or at +05:00 is another instant than in local time. */
+    const QDateTime utc(QDate(2024, 2, 10), QTime(15, 42, 7), Qt::UTC);
+    const auto fromUtc = makeLogReportDateInterval(Hour, utc);
+    EXPECT_EQ(fromUtc, qMakePair(at(2024, 2, 10, 15), at(2024, 2, 10, 16)));
+    EXPECT_EQ(fromUtc.first.timeSpec(), Qt::LocalTime);
+    EXPECT_EQ(fromUtc.second.timeSpec(), Qt::LocalTime);
+    EXPECT_EQ(fromUtc.first.offsetFromUtc(), kCet);
+
+    const QDateTime offset(QDate(2024, 7, 15), QTime(23, 5), Qt::OffsetFromUTC, 5 * 3600);
+    const auto fromOffset = makeLogReportDateInterval(Hour, offset);
+    EXPECT_EQ(fromOffset, qMakePair(at(2024, 7, 15, 23), at(2024, 7, 16)));
+    EXPECT_EQ(fromOffset.first.timeSpec(), Qt::LocalTime);
+    EXPECT_EQ(fromOffset.first.offsetFromUtc(), kCest);
+    EXPECT_EQ(makeLogReportDateInterval2(DisplayPeriodType::Hour, offset), fromOffset);
+}
+
 TEST_F(LogTimeIntervalsTest, AllYearsPageStartsAtTheFirstLogYearAndEndsAfterThisYear)
 {
     SystemEnvironmentVariable::setProperty(SystemEnvironmentVariable::YearLogStartDate, 2015);

@@ -1,11 +1,11 @@
 /*
  * guidocuments.h: the documents a display editor (a GUI process) writes with
  * pixmaps, bitmaps, cursors, textured brushes and pens, fonts and images
- * among an item's properties, and with an icon or a palette in a named
- * stream. They are checked in under documents/: guidocuments_test.cpp
- * checks in a GUI process that each file is what such a process writes and
- * reads back, and withoutgui/ reads them in processes without a GUI. What
- * they hold is stated here once for both.
+ * among an item's properties, with an icon or a palette in a named stream,
+ * and with a value of every type Qt streams. They are checked in under
+ * documents/: guidocuments_test.cpp checks in a GUI process that each file
+ * is what such a process writes and reads back, and withoutgui/ reads them
+ * in processes without a GUI. What they hold is stated here once for both.
  */
 #ifndef MVSHARED_TESTS_FORMATS_GUIDOCUMENTS_H
 #define MVSHARED_TESTS_FORMATS_GUIDOCUMENTS_H
@@ -20,8 +20,9 @@
 
 namespace guidocuments {
 
-/* An item tree, or a named stream holding one icon or one palette. */
-enum class Content { Item, Icon, Palette };
+/* An item tree, or a named stream holding one icon or one palette, or the
+ * document holding every value type Qt streams (everytype.h). */
+enum class Content { Item, Icon, Palette, EveryType };
 
 struct Document {
     const char* file;
@@ -37,6 +38,14 @@ const Document ItemQt48{ "item-drawing-qt48-le", Content::Item, QDataStream::Qt_
 const Document IconQt515{ "named-icon-qt515-be", Content::Icon, QDataStream::Qt_5_15, QDataStream::BigEndian };
 const Document PaletteQt515{ "named-palette-qt515-be", Content::Palette, QDataStream::Qt_5_15,
                              QDataStream::BigEndian };
+/* The every-type document in the layouts of Qt 1.0, 3.3, 4.8 and today. */
+const Document EveryTypeQt10{ "everytype-qt10-be", Content::EveryType, QDataStream::Qt_1_0, QDataStream::BigEndian };
+const Document EveryTypeQt33{ "everytype-qt33-le", Content::EveryType, QDataStream::Qt_3_3,
+                              QDataStream::LittleEndian };
+const Document EveryTypeQt48{ "everytype-qt48-be", Content::EveryType, QDataStream::Qt_4_8, QDataStream::BigEndian };
+const Document EveryTypeQt515{ "everytype-qt515-le", Content::EveryType, QDataStream::Qt_5_15,
+                               QDataStream::LittleEndian };
+const Document* const EveryTypeDocuments[] = { &EveryTypeQt10, &EveryTypeQt33, &EveryTypeQt48, &EveryTypeQt515 };
 
 inline QString pathOf(const Document& document)
 {

@@ -8,6 +8,7 @@
 #include <MVShared/MorvaneStreamItem.h>
 #include <MVShared/ScadaActionStream.h>
 
+#include "everytype.h"
 #include "guidocuments.h"
 #include "streambytes.h"
 
@@ -101,6 +102,10 @@ QByteArray written(const Document& document)
         return namedDocument(document, QIcon(picturePixmap()));
     case Content::Palette:
         return namedDocument(document, QPalette(Qt::darkCyan));
+    case Content::EveryType: {
+        const MorvaneStreamItem item = everytype::documentWith(everytype::streamableTypes());
+        return bytesOf(setupOf(document), [&](QDataStream& s) { s << item; });
+    }
     case Content::Item:
         break;
     }
@@ -170,13 +175,45 @@ TEST(GuiDocuments, AGuiProcessReadsTheDrawingValuesOfTheItemBack)
     }
 }
 
-TEST(GuiDocuments, IconsAndPalettesAreRefusedInAGuiProcess)
+TEST(GuiDocuments, AGuiProcessReadsIconsAndPalettesBack)
 {
-    for (const Document* document : { &IconQt515, &PaletteQt515 }) {
-        ScadaNamedStream named;
-        EXPECT_EQ(readBytes(bytesOf(*document), setupOf(*document), [&](QDataStream& s) { named.fromStream(s); }),
-                  QDataStream::ReadCorruptData)
-            << document->file;
-        EXPECT_TRUE(named.properties.isEmpty());
+    QDataStream::Status status = QDataStream::Ok;
+    ScadaNamedStream icon;
+    status = readBytes(bytesOf(IconQt515), setupOf(IconQt515), [&](QDataStream& s) {
+        icon.fromStream(s);
+        EXPECT_TRUE(s.atEnd());
+    });
+    EXPECT_EQ(status, QDataStream::Ok);
+    const QIcon readIcon = icon.getProperty(QStringLiteral("value")).value<QIcon>();
+    EXPECT_TRUE(samePicture(readIcon.pixmap(picture().size()).toImage(), picture()));
+
+    ScadaNamedStream palette;
+    status = readBytes(bytesOf(PaletteQt515), setupOf(PaletteQt515), [&](QDataStream& s) {
+        palette.fromStream(s);
+        EXPECT_TRUE(s.atEnd());
+    });
+    EXPECT_EQ(status, QDataStream::Ok);
+    EXPECT_EQ(palette.getProperty(QStringLiteral("value")), QVariant(QPalette(Qt::darkCyan)));
+}
+
+TEST(GuiDocuments, EveryTypeDocumentsReadAsWhatAGuiProcessWritesToday)
+{
+    for (const Document* document : EveryTypeDocuments) {
+        QDataStream::Status status = QDataStream::Ok;
+        const MorvaneStreamItem checkedIn = readItem(*document, &status);
+        EXPECT_EQ(status, QDataStream::Ok) << document->file;
+        MorvaneStreamItem fresh;
+        readBytes(written(*document), setupOf(*document), [&](QDataStream& s) { s >> fresh; });
+        ASSERT_EQ(checkedIn.childItems.size(), 2) << document->file;
+        ASSERT_EQ(fresh.childItems.size(), 2) << document->file;
+        const MorvaneStreamItem& values = *checkedIn.childItems[0];
+        const MorvaneStreamItem& freshValues = *fresh.childItems[0];
+        EXPECT_EQ(values.dynamicPropertyNames(), freshValues.dynamicPropertyNames()) << document->file;
+        for (const QString& name : freshValues.dynamicPropertyNames())
+            EXPECT_TRUE(everytype::sameValue(values.property(name), freshValues.property(name)))
+                << document->file << " " << name.toStdString();
+        ASSERT_EQ(values.tagActions.size(), 2) << document->file;
+        EXPECT_EQ(values.tagActions[0]->properties.size(), freshValues.tagActions[0]->properties.size());
+        EXPECT_EQ(checkedIn.childItems[1]->property(QStringLiteral("n")), QVariant(42)) << document->file;
     }
 }

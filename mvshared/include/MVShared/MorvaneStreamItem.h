@@ -13,8 +13,9 @@
  * hold shared handles); a tree is released with the last handle to it.
  *
  * Reading a corrupt or truncated stream stops at the first failure: the
- * stream's status tells it, and the item keeps what was read. Nesting
- * deeper than any real display is refused as corrupt data.
+ * stream's status tells it, and the item keeps what was read. Items nested
+ * more than 256 levels deep (far deeper than any real display) are refused
+ * as corrupt data.
  *
  * Reading never needs a GUI: in a process without a QGuiApplication,
  * pixmap and bitmap properties arrive as QImage values and cursors (and

@@ -23,14 +23,18 @@
  *    pixels and format, nothing lost (a bitmap's image is monochrome).
  *    QVariant::value<QPixmap>() turns it back into a pixmap in a GUI
  *    process; written again, it goes out as a QImage;
- *  - a QCursor, and a QBrush or QPen whose texture travels as a pixmap
- *    (streams older than Qt 5.5; newer ones carry an image and are read as
- *    usual), is kept as the bytes of its encoding, a QByteArray, in the
- *    stream's version and byte order: a GUI process reads them back with
- *    the type's own stream operator.
- * QIcon and QPalette values are refused as corrupt data in every process
- * (their layouts cannot be checked); QImage, QFont, QRegion and every other
- * value read the same with or without a GUI.
+ *  - a QCursor and a QIcon, and a QBrush, QPen or QPalette whose texture
+ *    travels as a pixmap (streams older than Qt 5.5; newer ones carry an
+ *    image and are read as usual), is kept as the bytes of its encoding, a
+ *    QByteArray, in the stream's version and byte order: a GUI process
+ *    reads them back with the type's own stream operator.
+ * QImage, QFont, QRegion and every other value read the same with or
+ * without a GUI.
+ *
+ * Every value type Qt streams is read, in every stream version Qt 5.15
+ * reads (Qt 1.0 on) and from files, buffers and sequential devices (pipes,
+ * sockets, processes) alike; a corrupt value is refused as corrupt data
+ * (see README.md, "Limits of the document readers").
  */
 #ifndef MVSHARED_SCADAACTIONSTREAM_H
 #define MVSHARED_SCADAACTIONSTREAM_H

@@ -3,8 +3,8 @@
  *
  * Input layout: two bytes of document version (big-endian, so the paths of
  * old documents such as 261, 847 and 863 are reached), one byte choosing
- * the QDataStream version, byte order and floating-point precision, then
- * the stream. The same bytes are read as an item, a tag action, an event
+ * the QDataStream version (Qt 1.0 to Qt 5.15), byte order and
+ * floating-point precision, then the stream. The same bytes are read as an item, a tag action, an event
  * action and a named stream. Drawing values need a QGuiApplication, as in
  * the display applications that read these streams; it runs offscreen.
  */
@@ -15,10 +15,14 @@
 #include <QtGui/QCursor>
 #include <QtGui/QFont>
 #include <QtGui/QGuiApplication>
+#include <QtGui/QIcon>
 #include <QtGui/QImage>
+#include <QtGui/QKeySequence>
+#include <QtGui/QPalette>
 #include <QtGui/QPen>
 #include <QtGui/QPixmap>
 #include <QtGui/QRegion>
+#include <QtGui/QTextFormat>
 
 #include <cstdint>
 #include <cstdlib>
@@ -29,8 +33,8 @@ const int StreamVersions[] = { QDataStream::Qt_4_0, QDataStream::Qt_4_2, QDataSt
                                QDataStream::Qt_4_4, QDataStream::Qt_4_5, QDataStream::Qt_4_6,
                                QDataStream::Qt_5_0, QDataStream::Qt_5_2, QDataStream::Qt_5_4,
                                QDataStream::Qt_5_6, QDataStream::Qt_5_12, QDataStream::Qt_5_13,
-                               QDataStream::Qt_5_15, QDataStream::Qt_3_3, QDataStream::Qt_5_15,
-                               QDataStream::Qt_5_15 };
+                               QDataStream::Qt_5_15, QDataStream::Qt_3_3, QDataStream::Qt_1_0,
+                               QDataStream::Qt_2_1 };
 constexpr size_t HeaderBytes = 3;
 
 struct FuzzInput {
@@ -78,6 +82,10 @@ void warmUpDrawingValues()
     named.setProperty(QStringLiteral("bitmap"), QVariant::fromValue(bitmap));
     named.setProperty(QStringLiteral("cursor"), QCursor(pixmap));
     named.setProperty(QStringLiteral("region"), QRegion(0, 0, 2, 2));
+    named.setProperty(QStringLiteral("palette"), QPalette(Qt::red));
+    named.setProperty(QStringLiteral("icon"), QIcon(pixmap));
+    named.setProperty(QStringLiteral("format"), QTextFormat(QTextCharFormat()));
+    named.setProperty(QStringLiteral("keys"), QKeySequence(QStringLiteral("Ctrl+A")));
     QByteArray bytes;
     QDataStream out(&bytes, QIODevice::WriteOnly);
     named.toStream(out);

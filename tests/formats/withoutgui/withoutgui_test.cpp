@@ -14,10 +14,12 @@
 #include "streambytes.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QSize>
 #include <QtCore/QVector>
 #include <QtGui/QBrush>
 #include <QtGui/QFont>
 #include <QtGui/QGuiApplication>
+#include <QtGui/QPalette>
 #include <QtGui/QPen>
 #include <QtGui/QTransform>
 
@@ -279,13 +281,75 @@ TEST(WithoutGui, EveryTruncationOfTheDocumentsFailsWithoutAborting)
     }
 }
 
-TEST(WithoutGui, IconsAndPalettesAreRefusedAsInAGuiProcess)
+TEST(WithoutGui, IconsArriveAsTheBytesOfTheirEncodingAndPalettesAsPalettes)
 {
-    for (const Document* document : { &IconQt515, &PaletteQt515 }) {
-        ScadaNamedStream named;
-        EXPECT_EQ(readBytes(bytesOf(*document), setupOf(*document), [&](QDataStream& s) { named.fromStream(s); }),
-                  QDataStream::ReadCorruptData)
-            << document->file;
-        EXPECT_TRUE(named.properties.isEmpty());
+    ScadaNamedStream icon;
+    EXPECT_EQ(readBytes(bytesOf(IconQt515), setupOf(IconQt515), [&](QDataStream& s) {
+                  icon.fromStream(s);
+                  EXPECT_TRUE(s.atEnd());
+              }),
+              QDataStream::Ok);
+    const QVariant iconBytes = icon.getProperty(QStringLiteral("value"));
+    ASSERT_EQ(iconBytes.userType(), QMetaType::QByteArray);
+    // The pixmap engine's name, its one entry: the picture, no file name,
+    // the size, mode and state.
+    readBytes(iconBytes.toByteArray(), setupOf(IconQt515), [&](QDataStream& s) {
+        QString engine;
+        qint32 entries = 0;
+        QImage entry;
+        QString fileName;
+        QSize size;
+        quint32 mode = 0;
+        quint32 state = 0;
+        s >> engine >> entries >> entry >> fileName >> size >> mode >> state;
+        EXPECT_EQ(engine, QStringLiteral("QPixmapIconEngine"));
+        EXPECT_EQ(entries, 1);
+        EXPECT_TRUE(samePicture(entry, picture()));
+        EXPECT_EQ(size, picture().size());
+        EXPECT_EQ(s.status(), QDataStream::Ok);
+        EXPECT_TRUE(s.atEnd());
+    });
+
+    // Today's palettes carry no pixmap; they read as anywhere else.
+    ScadaNamedStream palette;
+    EXPECT_EQ(readBytes(bytesOf(PaletteQt515), setupOf(PaletteQt515), [&](QDataStream& s) {
+                  palette.fromStream(s);
+                  EXPECT_TRUE(s.atEnd());
+              }),
+              QDataStream::Ok);
+    const QVariant read = palette.getProperty(QStringLiteral("value"));
+    ASSERT_EQ(read.userType(), QMetaType::QPalette);
+    EXPECT_EQ(read.value<QPalette>().color(QPalette::Window), QColor(Qt::darkCyan));
+}
+
+// Every type Qt streams, in the layouts of Qt 1.0 to today: the documents
+// read to their ends, siblings and actions after the values included, and
+// what Qt would make a pixmap of arrives as an image or as bytes.
+TEST(WithoutGui, EveryTypeDocumentsReadWhole)
+{
+    for (const Document* document : EveryTypeDocuments) {
+        const ReadItem read = readItem(*document);
+        EXPECT_EQ(read.status, QDataStream::Ok) << document->file;
+        EXPECT_TRUE(read.atEnd) << document->file;
+        const MorvaneStreamItem& item = read.item;
+        EXPECT_EQ(item.property(QStringLiteral("last")), QVariant(QStringLiteral("end"))) << document->file;
+        ASSERT_EQ(item.childItems.size(), 2) << document->file;
+        EXPECT_EQ(item.childItems[1]->className(), QStringLiteral("Sibling")) << document->file;
+        EXPECT_EQ(item.childItems[1]->property(QStringLiteral("n")), QVariant(42)) << document->file;
+        const MorvaneStreamItem& values = *item.childItems[0];
+        ASSERT_EQ(values.tagActions.size(), 2) << document->file;
+        ASSERT_EQ(values.eventActions.size(), 1) << document->file;
+        EXPECT_EQ(values.tagActions[1]->text, QStringLiteral("after")) << document->file;
+        EXPECT_EQ(values.tagActions[0]->properties.size(), values.properties.size()) << document->file;
+        EXPECT_EQ(values.eventActions[0]->properties.size(), values.properties.size()) << document->file;
+        EXPECT_GE(values.properties.size(), 70) << document->file;
+        const auto typeOf = [&](const char* name) { return values.property(QString::fromLatin1(name)).userType(); };
+        for (const char* picture : { "QPixmap", "QBitmap", "QImage" })
+            EXPECT_EQ(typeOf(picture), QMetaType::QImage) << document->file << " " << picture;
+        for (const char* encoded : { "QCursor", "QIcon" })
+            EXPECT_EQ(typeOf(encoded), QMetaType::QByteArray) << document->file << " " << encoded;
+        EXPECT_EQ(typeOf("QFont"), QMetaType::QFont) << document->file;
+        EXPECT_EQ(typeOf("QRegion"), QMetaType::QRegion) << document->file;
+        EXPECT_EQ(typeOf("QPalette"), QMetaType::QPalette) << document->file;
     }
 }
