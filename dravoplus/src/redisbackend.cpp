@@ -387,7 +387,7 @@ bool RedisBackend::primaryMoved()
         return false;
     m_sentinelsAsked = now;
     RedisAddress named;
-    if (askSentinels(*sentinels, std::clamp(tickMs(), kShortestTickMs, kLongestTickMs), named) != DRAVO_OK)
+    if (askSentinels(*sentinels, tickMs(), named) != DRAVO_OK)
         return false;
     return named.host != m_activeAddress->host || named.port != m_activeAddress->port;
 }
