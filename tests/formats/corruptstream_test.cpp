@@ -489,26 +489,19 @@ TEST(CorruptStream, TwoBillionElementsInsideContainerValuesFailWithBoundedCost)
     }
 }
 
-TEST(CorruptStream, TwoBillionCountsInsideDrawingValuesFailWithBoundedCost)
+// A value holding a count, and that count's value as Qt writes it.
+struct CountedValue {
+    const char* name;
+    QVariant value;
+    quint32 count;
+};
+
+// Each value is written by Qt, then its inner count (its last occurrence)
+// is overwritten by two billion: the item fails at bounded cost, whole and
+// cut short right after the count, and keeps no property.
+void expectTwoBillionCountsFail(const QList<CountedValue>& cases)
 {
-    // Each value is written by Qt, then its inner count is overwritten.
-    struct Case {
-        const char* name;
-        QVariant value;
-        quint32 count;
-    };
-    QPen pen(Qt::red);
-    pen.setDashPattern({ 1, 2, 3, 4 });
-    QLinearGradient gradient(0, 0, 1, 1);
-    gradient.setColorAt(0, Qt::red);
-    gradient.setColorAt(1, Qt::blue);
-    QFont font(QStringLiteral("Sans"));
-    font.setFamilies({ QStringLiteral("Sans") });
-    QRegion region(QRect(0, 0, 2, 2));
-    region += QRect(5, 5, 3, 3);
-    const QList<Case> cases{ { "pen dashes", pen, 4 }, { "gradient stops", QBrush(gradient), 2 },
-                             { "font families", font, 1 }, { "region rectangles", region, 2 } };
-    for (const Case& c : cases) {
+    for (const CountedValue& c : cases) {
         QByteArray value = bytesOf(defaultSetup(), [&](QDataStream& s) { s << c.value; });
         const QByteArray countBytes = bytesOf(defaultSetup(), [&](QDataStream& s) { s << c.count; });
         const int at = value.lastIndexOf(countBytes);
@@ -522,6 +515,23 @@ TEST(CorruptStream, TwoBillionCountsInsideDrawingValuesFailWithBoundedCost)
             EXPECT_TRUE(item.properties.isEmpty()) << c.name;
         }
     }
+}
+
+TEST(CorruptStream, TwoBillionCountsInsideDrawingValuesFailWithBoundedCost)
+{
+    // Each value is written by Qt, then its inner count is overwritten.
+    QPen pen(Qt::red);
+    pen.setDashPattern({ 1, 2, 3, 4 });
+    QLinearGradient gradient(0, 0, 1, 1);
+    gradient.setColorAt(0, Qt::red);
+    gradient.setColorAt(1, Qt::blue);
+    QFont font(QStringLiteral("Sans"));
+    font.setFamilies({ QStringLiteral("Sans") });
+    QRegion region(QRect(0, 0, 2, 2));
+    region += QRect(5, 5, 3, 3);
+    const QList<CountedValue> cases{ { "pen dashes", pen, 4 }, { "gradient stops", QBrush(gradient), 2 },
+                             { "font families", font, 1 }, { "region rectangles", region, 2 } };
+    expectTwoBillionCountsFail(cases);
 }
 
 TEST(CorruptStream, ImageClaimingHugeDimensionsIsRefused)
@@ -616,11 +626,6 @@ TEST(CorruptStream, DrawingAndContainerValuesOfEveryStreamVersionReadAsQtReadsTh
 TEST(CorruptStream, TwoBillionCountsInsidePalettesTextFormatsCurvesAndIconsFailWithBoundedCost)
 {
     // Each value is written by Qt, then its inner count is overwritten.
-    struct Case {
-        const char* name;
-        QVariant value;
-        quint32 count;
-    };
     QLinearGradient gradient(0, 0, 1, 1);
     gradient.setColorAt(0, Qt::red);
     gradient.setColorAt(0.5, Qt::green);
@@ -635,24 +640,11 @@ TEST(CorruptStream, TwoBillionCountsInsidePalettesTextFormatsCurvesAndIconsFailW
     bezier.addCubicBezierSegment(QPointF(0.1, 0.2), QPointF(0.3, 0.4), QPointF(1, 1));
     QIcon icon(QPixmap::fromImage(sampleImage()));
     icon.addPixmap(QPixmap::fromImage(sampleImage().scaled(12, 8)), QIcon::Disabled);
-    const QList<Case> cases{ { "palette gradient stops", palette, 3 },
+    const QList<CountedValue> cases{ { "palette gradient stops", palette, 3 },
                              { "text format properties", QTextFormat(format), 3 },
                              { "easing curve points", bezier, 3 },
                              { "icon entries", icon, 2 } };
-    for (const Case& c : cases) {
-        QByteArray value = bytesOf(defaultSetup(), [&](QDataStream& s) { s << c.value; });
-        const QByteArray countBytes = bytesOf(defaultSetup(), [&](QDataStream& s) { s << c.count; });
-        const int at = value.lastIndexOf(countBytes);
-        ASSERT_GT(at, 4) << c.name;
-        value.replace(at, 4, bytesOf(defaultSetup(), [](QDataStream& s) { s << TwoBillion; }));
-        for (const bool truncated : { false, true }) {
-            const QByteArray raw = truncated ? value.left(at + 4) : value;
-            MorvaneStreamItem item;
-            expectBoundedFailure(itemWithRawValue([&](QDataStream& s) { s.writeRawData(raw.constData(), raw.size()); }),
-                                 [&](QDataStream& s) { s >> item; });
-            EXPECT_TRUE(item.properties.isEmpty()) << c.name;
-        }
-    }
+    expectTwoBillionCountsFail(cases);
 }
 
 TEST(CorruptStream, TextFormatsNestingValuesBeyondAnyRealPropertyAreCorruptData)
