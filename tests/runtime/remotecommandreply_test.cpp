@@ -182,6 +182,8 @@ protected:
 
     ReplyWatch& watchOf(RemoteCommandReply* reply) { return *watches.at(reply); }
 
+    void expectDestructionCancelsCommandsInFlight(int count, bool withSetPoints, qint64 limitMs);
+
     // The result a held reply finished with, once its finished() came.
     RemoteSystemResult awaitResult(RemoteCommandReply* reply)
     {
@@ -221,6 +223,42 @@ void expectCancelled(const RemoteSystemResult& result)
     EXPECT_EQ(result.message, kCancelledText);
     EXPECT_TRUE(result.detail.isEmpty());
     EXPECT_TRUE(result.data.isEmpty());
+}
+
+// A silent driver, and count commands started on an interface of their own
+// (integrity polls, every other one a set-point when withSetPoints): the
+// interface is destroyed with them in flight within limitMs, each reply
+// finishes cancelled, once, and the queued ones are never sent.
+void RemoteCommandReplyTest::expectDestructionCancelsCommandsInFlight(int count, bool withSetPoints, qint64 limitMs)
+{
+    DravoPlus::SetWaitScale(kRealWaits);
+    Answer silent;
+    silent.silent = true;
+    silent.apply = false;
+    SimulatedFieldDriver& driver = startDriver();
+    driver.setDefaultAnswer(silent);
+
+    ScadaRuntimeInterface* doomed = newRuntime();
+    std::vector<RemoteCommandReply*> started;
+    for (int i = 0; i < count; ++i)
+        started.push_back(hold(i % 2 || !withSetPoints ? doomed->integrityPollAsync(kRtu, kDriver, kChannel)
+                                                       : doomed->controlAoAsync(freeAnalog, kDriver, kChannel, i, false)));
+    ASSERT_TRUE(waitUntil([&] { return driver.commandsReceived() == doomed->maxConcurrentCommands(); }));
+
+    QElapsedTimer clock;
+    clock.start();
+    destroyRuntime(doomed);
+    EXPECT_LT(clock.elapsed(), limitMs);
+    for (RemoteCommandReply* reply : started) {
+        EXPECT_TRUE(reply->isFinished());
+        expectCancelled(reply->result());
+    }
+    ASSERT_TRUE(waitUntil([&] {
+        return std::all_of(started.begin(), started.end(),
+                           [this](RemoteCommandReply* r) { return watchOf(r).finishedCount() == 1; });
+    }));
+    settle();
+    EXPECT_EQ(driver.commandsReceived(), 8);
 }
 
 // ---- The same results as the blocking forms ---------------------------------
@@ -560,36 +598,8 @@ TEST_F(RemoteCommandReplyTest, CommandThreadLimitIsAtLeastOne)
 
 TEST_F(RemoteCommandReplyTest, DestroyingTheInterfaceCancelsCommandsInFlight)
 {
-    DravoPlus::SetWaitScale(kRealWaits);
-    Answer silent;
-    silent.silent = true;
-    silent.apply = false;
-    SimulatedFieldDriver& driver = startDriver();
-    driver.setDefaultAnswer(silent);
-
-    ScadaRuntimeInterface* doomed = newRuntime();
-    std::vector<RemoteCommandReply*> started;
-    for (int i = 0; i < 20; ++i)
-        started.push_back(hold(i % 2 ? doomed->integrityPollAsync(kRtu, kDriver, kChannel)
-                                     : doomed->controlAoAsync(freeAnalog, kDriver, kChannel, i, false)));
-    ASSERT_TRUE(waitUntil([&] { return driver.commandsReceived() == doomed->maxConcurrentCommands(); }));
-
-    QElapsedTimer clock;
-    clock.start();
-    destroyRuntime(doomed);
     // Each wait lasts 15 or 30 s here; the destruction does not sit them out.
-    EXPECT_LT(clock.elapsed(), 15000);
-    for (RemoteCommandReply* reply : started) {
-        EXPECT_TRUE(reply->isFinished());
-        expectCancelled(reply->result());
-    }
-    ASSERT_TRUE(waitUntil([&] {
-        return std::all_of(started.begin(), started.end(),
-                           [this](RemoteCommandReply* r) { return watchOf(r).finishedCount() == 1; });
-    }));
-    // The queued ones were never sent.
-    settle();
-    EXPECT_EQ(driver.commandsReceived(), 8);
+    expectDestructionCancelsCommandsInFlight(20, true, 15000);
 }
 
 // ---- On the Redis backend ---------------------------------------------------
@@ -659,28 +669,8 @@ TEST_F(RemoteCommandReplyRedisTest, AsyncFormsEndAsTheBlockingOnesAndCancelFrees
 
 TEST_F(RemoteCommandReplyRedisTest, DestroyingTheInterfaceCancelsCommandsInFlight)
 {
-    DravoPlus::SetWaitScale(kRealWaits);
-    Answer silent;
-    silent.silent = true;
-    silent.apply = false;
-    SimulatedFieldDriver& driver = startDriver();
-    driver.setDefaultAnswer(silent);
-
-    ScadaRuntimeInterface* doomed = newRuntime();
-    std::vector<RemoteCommandReply*> started;
-    for (int i = 0; i < 12; ++i)
-        started.push_back(hold(doomed->integrityPollAsync(kRtu, kDriver, kChannel)));
-    ASSERT_TRUE(waitUntil([&] { return driver.commandsReceived() == doomed->maxConcurrentCommands(); }));
-
-    QElapsedTimer clock;
-    clock.start();
-    destroyRuntime(doomed);
     // Each wait lasts 15 s here; the destruction does not sit them out.
-    EXPECT_LT(clock.elapsed(), 10000);
-    for (RemoteCommandReply* reply : started)
-        expectCancelled(reply->result());
-    settle();
-    EXPECT_EQ(driver.commandsReceived(), 8);
+    expectDestructionCancelsCommandsInFlight(12, false, 10000);
 }
 
 } // namespace
