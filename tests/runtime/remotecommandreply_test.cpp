@@ -193,17 +193,7 @@ protected:
     }
 
     // An envelope as a caller of writeStatusPoint builds it.
-    static DravoData statusEnvelope(int pid, int state)
-    {
-        DravoData param("REMOTE_AO_COMMAND");
-        param.PutValue("pid", static_cast<std::int32_t>(pid));
-        param.PutValue("value", static_cast<double>(state));
-        DravoData envelope("REMOTE_COMMAND2");
-        envelope.PutValue("cmdCode", std::int32_t{1});
-        envelope.PutValue("param", param);
-        envelope.PutValue("commid", std::int32_t{kChannel});
-        return envelope;
-    }
+    static DravoData statusEnvelope(int pid, int state) { return runtimetest::statusEnvelope(pid, state, kChannel); }
 
     ScadaRuntimeInterface* rt = nullptr;
     std::vector<std::unique_ptr<SimulatedFieldDriver>> drivers;

@@ -129,6 +129,18 @@ int ensureMarker()
     return DravoPlus::PutDataPoint(marker, nullptr, nullptr);
 }
 
+DravoData statusEnvelope(int pid, int state, int channel)
+{
+    DravoData param("REMOTE_AO_COMMAND");
+    param.PutValue("pid", static_cast<std::int32_t>(pid));
+    param.PutValue("value", static_cast<double>(state));
+    DravoData envelope("REMOTE_COMMAND2");
+    envelope.PutValue("cmdCode", std::int32_t{1});
+    envelope.PutValue("param", param);
+    envelope.PutValue("commid", static_cast<std::int32_t>(channel));
+    return envelope;
+}
+
 // ---- SignalWatch ------------------------------------------------------------
 
 SignalWatch::SignalWatch(ScadaRuntimeInterface* rt, void (ScadaRuntimeInterface::*signal)())

@@ -83,6 +83,10 @@ int putNameIndex(const std::string& name, int id);
 // Puts the ":marker" probe back when it is missing; 0 when it exists after.
 int ensureMarker();
 
+// The envelope a caller of writeStatusPoint builds: a set-point of state to
+// the status point pid over channel.
+DravoData statusEnvelope(int pid, int state, int channel);
+
 // Follows one signal of a runtime interface. The interface emits from the
 // middleware's notification thread; the watch takes the signal over to the
 // test thread through a queued connection, where a QSignalSpy counts it, and
