@@ -50,15 +50,20 @@ void EmbeddedServer::deliverLocked(int kind, const std::vector<const DravoData*>
                                    const std::string& domain)
 {
     const auto subscribers = m_boxesByKind.find(kind);
-    if (subscribers == m_boxesByKind.end())
+    if (subscribers == m_boxesByKind.end() || subscribers->second.empty())
         return;
+    /* Each record is made ready to wait once, however many boxes keep it. */
+    std::vector<WaitingRecord> waiting;
+    waiting.reserve(records.size());
+    for (const DravoData* record : records)
+        if (record)
+            waiting.emplace_back(*record);
     for (const BoxPtr& box : subscribers->second) {
         if (!domainMatches(*box, domain))
             continue;
         std::uint64_t dropped = 0;
-        for (const DravoData* record : records)
-            if (record)
-                dropped += enqueueLocked(*box, *record);
+        for (const WaitingRecord& record : waiting)
+            dropped += enqueueLocked(*box, record);
         if (box->waiters > 0)
             box->cv.notify_all();
         if (dropped > 0)
@@ -67,7 +72,7 @@ void EmbeddedServer::deliverLocked(int kind, const std::vector<const DravoData*>
 }
 
 /* Returns how many of the oldest records made room for this one. */
-std::uint64_t EmbeddedServer::enqueueLocked(Box& box, const DravoData& record)
+std::uint64_t EmbeddedServer::enqueueLocked(Box& box, const WaitingRecord& record)
 {
     box.queue.push_back(record);
     std::uint64_t dropped = 0;
@@ -267,10 +272,10 @@ int EmbeddedBackend::receive(unsigned int port, DravoDataList& out, const std::s
 bool EmbeddedServer::takeRecords(Box& box, DravoDataList& out, const std::string& typeFilter, int maxRecords)
 {
     while (!box.queue.empty() && out.size() < maxRecords) {
-        DravoData record = std::move(box.queue.front());
+        const WaitingRecord record = std::move(box.queue.front());
         box.queue.pop_front();
-        if (typeFilter.empty() || typeFilter == record.GetTypeName())
-            out.append(std::move(record));
+        if (typeFilter.empty() || typeFilter == record.typeName())
+            out.append(record.take());
     }
     return !out.isEmpty();
 }

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 
 namespace dravo {
 namespace embedded {
@@ -359,6 +360,26 @@ int EmbeddedBackend::deleteRecord(const std::string& name)
     return DRAVO_OK;
 }
 
+namespace {
+
+/* A point's stored record keeps its place in memory when a write changes
+ * only its value: the new bytes are copied into it rather than the record
+ * being replaced by the write's copy. A burst then leaves the records that
+ * live on where they were before it, and what the burst allocated (the
+ * copies the writes and their events used) is all freed again, so the
+ * process can give that memory back instead of keeping every page a moved
+ * record landed on. */
+bool overwriteInPlace(DravoData& stored, const DravoData& result)
+{
+    if (stored.recordType() != result.recordType() || stored.GetBufferSize() != result.GetBufferSize() ||
+        !stored.variableFields().empty() || !result.variableFields().empty() ||
+        std::strcmp(stored.GetDataName(), result.GetDataName()) != 0)
+        return false;
+    return stored.SetRawValue(result.GetRawValue(), result.GetBufferSize()) == DRAVO_OK;
+}
+
+} // namespace
+
 /* The batch is applied to copies of the stored records; only when every
  * entry fits are the copies stored, and with publish each entry's result goes
  * out as a raw change under the same lock, so no reader ever sees a write
@@ -385,8 +406,12 @@ int EmbeddedBackend::putPartials(const std::vector<std::string>& names,
     if (rc != DRAVO_OK)
         return rc;
 
-    for (const auto& [name, index] : batch.latest)
-        m_server.m_records[name] = publish ? batch.results[index] : std::move(batch.results[index]);
+    for (const auto& [name, index] : batch.latest) {
+        DravoData& stored = m_server.m_records[name];
+        DravoData& result = batch.results[index];
+        if (!overwriteInPlace(stored, result))
+            stored = publish ? result : std::move(result);
+    }
     if (publish) {
         std::vector<const DravoData*> events;
         events.reserve(batch.results.size());

@@ -18,6 +18,7 @@
 
 #include "backend.h"
 #include "timing.h"
+#include "waitingrecord.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -54,7 +55,7 @@ struct Box {
     bool persistent = false;
     ClientKey owner = 0;
     unsigned int port = 0;
-    std::deque<DravoData> queue;
+    std::deque<WaitingRecord> queue;
     std::uint64_t dropped = 0;
     bool removed = false;            /* waiters still holding it must leave */
     int waiters = 0;
@@ -153,7 +154,7 @@ private:
     /* Boxes (embeddedboxes.cpp). */
     void deliverLocked(int kind, const std::vector<const DravoData*>& records,
                        const std::string& domain);
-    std::uint64_t enqueueLocked(Box& box, const DravoData& record);
+    std::uint64_t enqueueLocked(Box& box, const WaitingRecord& record);
     void reportOverflowLocked(const Box& box, std::uint64_t dropped);
     void removeBoxLocked(const BoxPtr& box);
     void removeClientBoxesLocked(ClientKey client);

@@ -19,6 +19,7 @@
 #include <set>
 #include <thread>
 
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -1015,6 +1016,43 @@ TEST_P(MiddlewareTest, PublishingPartialPutsSendWholeRecordsInBatchOrder)
     EXPECT_EQ(std::count_if(rest.begin(), rest.end(), namedAmong({a, s})), 0);
 }
 
+// Successive writes of one point: each waiting change keeps the value of its
+// own write, and a record read before them keeps what was read, whatever the
+// server does with the stored record in between.
+TEST_P(MiddlewareTest, EachChangeAndEachReadKeepTheValueOfItsOwnMoment)
+{
+    unsigned int port = 0;
+    ASSERT_EQ(openBox(boxName("Moments"), DRAVO_EVENT_RAW_CHANGE, 100, port), DRAVO_OK);
+    DravoData analog("ANALOG");
+    analog.PutValue("pid", 41);
+    const std::string a = storeRecord("Moments", analog);
+    DravoData before;
+    ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), before, nullptr, nullptr), DRAVO_OK);
+    const std::string beforeBytes = rawBytes(before);
+
+    for (int step = 1; step <= 3; ++step) {
+        DravoPartialData level("ANALOG", a.c_str());
+        level.PutValue("lastvalue", step * 10.0);
+        ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, level, nullptr, nullptr), DRAVO_OK);
+    }
+    DravoData middle;
+    ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), middle, nullptr, nullptr), DRAVO_OK);
+    DravoPartialData last("ANALOG", a.c_str());
+    last.PutValue("lastvalue", 40.0);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, last, nullptr, nullptr), DRAVO_OK);
+
+    const std::vector<DravoData> changes = receiveRecords(port, 4, nullptr, nullptr, namedAmong({a}));
+    ASSERT_EQ(changes.size(), 4u);
+    for (int step = 1; step <= 4; ++step)
+        EXPECT_EQ(changes[static_cast<std::size_t>(step - 1)].GetDoubleValue("lastvalue"), step * 10.0);
+    EXPECT_EQ(rawBytes(before), beforeBytes);
+    EXPECT_EQ(middle.GetDoubleValue("lastvalue"), 30.0);
+    DravoData now;
+    ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), now, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(now.GetDoubleValue("lastvalue"), 40.0);
+    EXPECT_EQ(now.GetSignedIntValue("pid"), 41);
+}
+
 TEST_P(MiddlewareTest, PartialPutsWithNoPublishPublishNothing)
 {
     unsigned int port = 0;
@@ -1201,6 +1239,91 @@ TEST_P(MiddlewareTest, TypeFilterDropsOtherTypes)
     for (const DravoData& event : events)
         EXPECT_STREQ(event.GetTypeName(), "STATUS_CHANGE");
     EXPECT_TRUE(drainRecords(port).empty()) << "the analog changes were taken and dropped";
+}
+
+// Text point records are mostly zero padding; however a box keeps them while
+// they wait, each must arrive exactly as it was sent.
+TEST_P(MiddlewareTest, TextRecordsArriveByteForByteWhateverTheirPadding)
+{
+    const int kind = uniqueKind();
+    unsigned int port = 0;
+    ASSERT_EQ(openBox(boxName("Texts"), kind, 100, port), DRAVO_OK);
+    const DravoFieldInfo value = fieldInfo("TEXT", "lastvalue");
+    ASSERT_GT(value.size, 0);
+
+    std::vector<DravoData> sent;
+    DravoData shortText("TEXT", "TX.SHORT");
+    shortText.PutValue("pid", 1);
+    ASSERT_EQ(shortText.PutValue("lastvalue", "open", 4), DRAVO_OK);
+    sent.push_back(shortText);
+    DravoData fullText("TEXT", "TX.FULL");
+    fullText.PutValue("pid", 2);
+    const std::string filled(static_cast<std::size_t>(value.size), 'x');
+    ASSERT_EQ(fullText.PutValue("lastvalue", filled.data(), value.size), DRAVO_OK);
+    sent.push_back(fullText);
+    DravoData lastByte("TEXT", "TX.LAST");
+    lastByte.PutValue("pid", 3);
+    lastByte.GetRawValue()[lastByte.GetBufferSize() - 1] = '\x7f';
+    sent.push_back(lastByte);
+    DravoData halfway("TEXT", "TX.HALF");
+    halfway.PutValue("pid", 4);
+    halfway.GetRawValue()[lastByte.GetBufferSize() / 2] = '\x01';
+    sent.push_back(halfway);
+    sent.push_back(DravoData("TEXT", "TX.ZERO"));
+    DravoData appended("TEXT", "TX.APPENDED");
+    std::string longer(static_cast<std::size_t>(appended.GetBufferSize()) + 64, '\0');
+    longer[0] = '\x05';
+    ASSERT_EQ(appended.SetRawValue(longer.data(), static_cast<int>(longer.size())), DRAVO_OK);
+    sent.push_back(appended);
+    for (const DravoData& record : sent)
+        ASSERT_EQ(DravoPlus::SendEvent(kind, record, "conformance", nullptr), DRAVO_OK);
+
+    const std::vector<DravoData> arrived = receiveRecords(port, static_cast<int>(sent.size()), "TEXT");
+    ASSERT_EQ(arrived.size(), sent.size());
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+        SCOPED_TRACE(sent[i].GetDataName());
+        EXPECT_STREQ(arrived[i].GetTypeName(), "TEXT");
+        EXPECT_STREQ(arrived[i].GetDataName(), sent[i].GetDataName());
+        EXPECT_EQ(arrived[i].GetBufferSize(), sent[i].GetBufferSize());
+        EXPECT_EQ(rawBytes(arrived[i]), rawBytes(sent[i]));
+    }
+    std::string text;
+    ASSERT_EQ(arrived[0].GetValue("lastvalue", text), DRAVO_OK);
+    EXPECT_EQ(text.substr(0, 4), "open");
+}
+
+// A burst's backlog of text changes waiting in a box inside the process costs
+// what the changes carry, not the padding of every record: 2,000 waiting text
+// records would be 30 MB whole.
+TEST_P(MiddlewareTest, WaitingTextRecordsCostTheirContentNotTheirPadding)
+{
+    if (!isEmbedded())
+        GTEST_SKIP() << "a Redis server keeps its boxes outside this process";
+    constexpr int kWaiting = 2000;
+    const int kind = uniqueKind();
+    unsigned int port = 0;
+    ASSERT_EQ(openBox(boxName("Backlog"), kind, kWaiting, port), DRAVO_OK);
+    const auto heapInUse = [] {
+        const struct mallinfo2 heap = mallinfo2();
+        return static_cast<long>(heap.uordblks + heap.hblkhd);
+    };
+    const long before = heapInUse();
+    for (int pid = 1; pid <= kWaiting; ++pid) {
+        DravoData record("TEXT", ("TX.BACKLOG." + std::to_string(pid)).c_str());
+        record.PutValue("pid", pid);
+        const std::string text = "burst text " + std::to_string(pid);
+        ASSERT_EQ(record.PutValue("lastvalue", text.data(), static_cast<int>(text.size())), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::SendEvent(kind, record, "conformance", nullptr), DRAVO_OK);
+    }
+    const long grown = heapInUse() - before;
+    EXPECT_LT(grown, 2L * 1024 * 1024) << "the waiting records kept their padding";
+
+    const std::vector<DravoData> arrived = receiveRecords(port, kWaiting, "TEXT");
+    ASSERT_EQ(static_cast<int>(arrived.size()), kWaiting);
+    std::string text;
+    ASSERT_EQ(arrived.back().GetValue("lastvalue", text), DRAVO_OK);
+    EXPECT_STREQ(text.c_str(), ("burst text " + std::to_string(kWaiting)).c_str());
+    EXPECT_EQ(pidsOf(arrived), range(1, kWaiting));
 }
 
 TEST_P(MiddlewareTest, ReceiveRespectsMaxRecords)

@@ -176,6 +176,11 @@ QJsonObject runBurst(const QString& servers)
         EXPECT_GT(burst.value(QStringLiteral("heap_after_mb")).toDouble(), 0) << "the C library's heap figures";
     }
     EXPECT_GT(burst.value(QStringLiteral("rss_trimmed_mb")).toDouble(), 0);
+    // The anonymous part of resident memory is part of it.
+    EXPECT_GT(burst.value(QStringLiteral("anon_idle_mb")).toDouble(), 0);
+    EXPECT_LE(burst.value(QStringLiteral("anon_idle_mb")).toDouble(), idle);
+    EXPECT_GT(burst.value(QStringLiteral("anon_after_mb")).toDouble(), 0);
+    EXPECT_LE(burst.value(QStringLiteral("anon_after_mb")).toDouble(), burst.value(QStringLiteral("rss_after_mb")).toDouble());
     for (const char* backlog : {"raw_queued_peak", "packets_queued_peak", "consumer_backlog_peak"})
         EXPECT_TRUE(burst.contains(QLatin1String(backlog))) << backlog;
     return burst;

@@ -19,9 +19,10 @@ void ensurePlant();
 /* Loads the sample plant again, over records a benchmark overwrote. */
 void reloadPlant();
 
-/* The process's resident memory now (VmRSS), in MB; -1 when it cannot be
- * read. */
-double residentMb();
+/* The process's resident memory now, in MB; -1 when it cannot be read. By
+ * default all of it (VmRSS); "RssAnon" is the part that is not mapped from
+ * files, which leaves out the library code a first burst pages in. */
+double residentMb(const char* field = "VmRSS");
 
 /* count publishing partial writes that flip the state of 500 status points
  * (round makes each call's values differ from the last's); false at the

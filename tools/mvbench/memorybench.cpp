@@ -8,9 +8,15 @@
  *           as a GUI thread gets them (the consumer keeps the latest record
  *           of each point, as a display does).
  *
+ * Before the burst every point changes once, so that the consumer holds the
+ * latest record of each point when idle is measured, as a station that
+ * shows the plant does; free memory that warm-up left is given back first.
+ *
  * Counters, in MB of the process's resident memory (VmRSS): rss_idle_mb
  * before the burst, rss_peak_mb the highest sampled during it, rss_after_mb
  * once everything is delivered and has settled, rss_mb the peak above idle;
+ * anon_idle_mb and anon_after_mb, the part of idle and after that is not
+ * mapped from files (RssAnon: the code a first burst pages in is left out);
  * and changes, the number delivered, which must be the whole burst.
  *
  * What the figures are made of: heap_idle_mb and heap_after_mb, the bytes
@@ -155,6 +161,19 @@ bool writeChange(const BurstPoints& points, long sequence)
     return DravoPlus::PutPartialDataPoint(nullptr, change, nullptr, nullptr) == DRAVO_OK;
 }
 
+/* The sequence-th change of the warm-up, which changes every point once:
+ * first the status points, then the analog ones, then the text ones. */
+bool writeFirstChange(const BurstPoints& points, long sequence)
+{
+    const auto status = static_cast<long>(points.status.size());
+    const auto analog = static_cast<long>(points.analog.size());
+    if (sequence < status)
+        return writeChange(points, sequence * 10);
+    if (sequence < status + analog)
+        return writeChange(points, (sequence - status) * 10 + 4);
+    return writeChange(points, (sequence - status - analog) * 10 + 8);
+}
+
 /* The application's side: a consumer object on a thread of its own, fed by
  * queued connections; it counts the changes of the list signals and keeps
  * the latest record of each point from the maps. What the receiver emits is
@@ -223,12 +242,27 @@ void BM_Burst100kMemory(benchmark::State& state)
         server.start();
         receiver.start();
         std::this_thread::sleep_for(kSettle);
+        /* A station shows every point before a burst comes: one change of
+         * each point gives the consumer the records it keeps, so that idle
+         * and after both hold them and the difference is what the burst
+         * left behind. */
+        const long warmUp = static_cast<long>(points.status.size() + points.analog.size() + points.text.size());
+        long failed = 0;
+        for (long sequence = 0; sequence < warmUp; ++sequence)
+            failed += writeFirstChange(points, sequence) ? 0 : 1;
+        const auto warmUpDeadline = std::chrono::steady_clock::now() + kDeliveryLimit;
+        while (consumer.delivered.load() < warmUp && std::chrono::steady_clock::now() < warmUpDeadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(kSettle);
+        Morvane::returnFreeMemory();
+        consumer.delivered = 0;
+        consumer.emitted = 0;
 
         const double idleMb = mvbench::residentMb();
+        const double anonIdleMb = mvbench::residentMb("RssAnon");
         const double heapIdleMb = heapInUseMb();
         BurstSampler sampler(boxes, [&consumer] { return consumer.emitted.load() - consumer.delivered.load(); });
         const auto start = std::chrono::steady_clock::now();
-        long failed = 0;
         for (long sequence = 0; sequence < kBurst; ++sequence)
             failed += writeChange(points, sequence) ? 0 : 1;
         const auto deadline = start + kDeliveryLimit;
@@ -239,6 +273,7 @@ void BM_Burst100kMemory(benchmark::State& state)
         sampler.stop();
         const double peakMb = std::max(sampler.peakMb, mvbench::residentMb());
         const double afterMb = mvbench::residentMb();
+        const double anonAfterMb = mvbench::residentMb("RssAnon");
         const double heapAfterMb = heapInUseMb();
         Morvane::returnFreeMemory();
         const double trimmedMb = mvbench::residentMb();
@@ -246,6 +281,8 @@ void BM_Burst100kMemory(benchmark::State& state)
         server.shutDown();
         receiver.shutDown();
         state.counters["rss_idle_mb"] = idleMb;
+        state.counters["anon_idle_mb"] = anonIdleMb;
+        state.counters["anon_after_mb"] = anonAfterMb;
         state.counters["rss_peak_mb"] = peakMb;
         state.counters["rss_after_mb"] = afterMb;
         state.counters["rss_mb"] = peakMb - idleMb;
