@@ -7,6 +7,8 @@
 
 #include "fieldcodec.h"
 
+#include <algorithm>
+
 namespace dravo {
 
 int fieldPatches(const DravoPartialData& partial, const DravoRecordType& type, std::vector<FieldPatch>& out)
@@ -27,6 +29,41 @@ int fieldPatches(const DravoPartialData& partial, const DravoRecordType& type, s
         out.push_back(std::move(patch));
     }
     return DRAVO_OK;
+}
+
+std::vector<FieldPatch> disjointPatches(const std::vector<FieldPatch>& patches)
+{
+    std::vector<const FieldPatch*> byOffset;
+    byOffset.reserve(patches.size());
+    for (const FieldPatch& patch : patches)
+        if (!patch.bytes.empty())
+            byOffset.push_back(&patch);
+    std::stable_sort(byOffset.begin(), byOffset.end(),
+                     [](const FieldPatch* a, const FieldPatch* b) { return a->offset < b->offset; });
+    /* The spans the patches cover together... */
+    std::vector<FieldPatch> spans;
+    std::size_t spanEnd = 0;
+    for (const FieldPatch* patch : byOffset) {
+        const std::size_t begin = static_cast<std::size_t>(patch->offset);
+        const std::size_t end = begin + patch->bytes.size();
+        if (spans.empty() || begin > spanEnd) {
+            spans.push_back({patch->offset, std::string()});
+            spanEnd = end;
+        } else {
+            spanEnd = std::max(spanEnd, end);
+        }
+        spans.back().bytes.resize(spanEnd - static_cast<std::size_t>(spans.back().offset));
+    }
+    /* ...filled by the patches in put order, each span wholly covered. */
+    for (const FieldPatch& patch : patches) {
+        if (patch.bytes.empty())
+            continue;
+        auto span = std::upper_bound(spans.begin(), spans.end(), patch.offset,
+                                     [](int offset, const FieldPatch& s) { return offset < s.offset; });
+        --span;
+        patch.bytes.copy(span->bytes.data() + (patch.offset - span->offset), patch.bytes.size());
+    }
+    return spans;
 }
 
 int checkBatch(const std::vector<std::string>& names, const std::vector<const DravoPartialData*>& partials)

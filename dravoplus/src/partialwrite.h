@@ -38,6 +38,12 @@ struct FieldPatch {
 DRAVO_AUTOTEST_EXPORT int fieldPatches(const DravoPartialData& partial, const DravoRecordType& type,
                                        std::vector<FieldPatch>& out);
 
+/* The same patches as spans in offset order that neither overlap nor touch:
+ * what applying them in put order writes, where a later field wins over an
+ * earlier one that shares bytes with it. A server that applies them with
+ * one pass over the record relies on this order. */
+DRAVO_AUTOTEST_EXPORT std::vector<FieldPatch> disjointPatches(const std::vector<FieldPatch>& patches);
+
 /* DRAVO_BAD_ARGUMENT unless every entry has a partial and a name for it. */
 DRAVO_AUTOTEST_EXPORT int checkBatch(const std::vector<std::string>& names,
                                  const std::vector<const DravoPartialData*>& partials);

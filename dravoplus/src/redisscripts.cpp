@@ -519,12 +519,22 @@ for entry = 1, count do
   end
   local stored, start, length = rawPart(form)
   if stored ~= rtype then return {2, entry} end
+  -- The patches come in offset order without overlaps, so the new form is
+  -- joined once from the pieces between them: Lua hashes every string it
+  -- makes, byte by byte, and cutting and joining the whole record once per
+  -- field cost more than everything else here.
+  local pieces, from = {}, 1
   for _ = 1, fields do
     local offset, bytes = tonumber(ARGV[i]), ARGV[i + 1]
     i = i + 2
-    if offset + #bytes > length then return {2, entry} end
-    form = string.sub(form, 1, start + offset - 1) .. bytes .. string.sub(form, start + offset + #bytes)
+    local at = start + offset
+    if offset + #bytes > length or at < from then return {2, entry} end
+    pieces[#pieces + 1] = string.sub(form, from, at - 1)
+    pieces[#pieces + 1] = bytes
+    from = at + #bytes
   end
+  pieces[#pieces + 1] = string.sub(form, from)
+  form = table.concat(pieces)
   forms[name] = form
   results[#results + 1] = form
 end
@@ -773,9 +783,10 @@ bool appendPatches(const DravoPartialData& partial, Command& args)
     std::vector<FieldPatch> patches;
     if (!type || fieldPatches(partial, *type, patches) != DRAVO_OK)
         return false;
+    std::vector<FieldPatch> spans = disjointPatches(patches);
     args.push_back(partial.GetTypeName());
-    args.push_back(std::to_string(patches.size()));
-    for (FieldPatch& patch : patches) {
+    args.push_back(std::to_string(spans.size()));
+    for (FieldPatch& patch : spans) {
         args.push_back(std::to_string(patch.offset));
         args.push_back(std::move(patch.bytes));
     }

@@ -246,6 +246,44 @@ TEST(PartialWriteTest, BatchRefusesMissingPartialsNamesAndMismatchedLists)
     EXPECT_TRUE(store.reads.empty());
 }
 
+// Applying the disjoint spans gives every byte that applying the patches in
+// put order gives, later fields winning where they share bytes.
+TEST(PartialWriteTest, DisjointPatchesWriteWhatThePatchesWriteInPutOrder)
+{
+    const std::vector<FieldPatch> patches{
+        {40, "AAAA"},      // overlapped at its end by the next
+        {42, "bbbbbb"},
+        {10, "cc"},        // touches the one after it
+        {12, "dd"},
+        {30, ""},          // writes nothing
+        {60, "eeee"},      // wholly inside the next, which wins
+        {58, "FFFFFFFF"},
+        {61, "g"},         // and written over again, inside it
+        {0, "h"},
+    };
+    std::string inOrder(80, '.');
+    for (const FieldPatch& patch : patches)
+        inOrder.replace(static_cast<std::size_t>(patch.offset), patch.bytes.size(), patch.bytes);
+
+    const std::vector<FieldPatch> spans = dravo::disjointPatches(patches);
+    std::string bySpans(80, '.');
+    int end = -1;
+    for (const FieldPatch& span : spans) {
+        EXPECT_GT(span.offset, end) << "spans in offset order, neither overlapping nor touching";
+        EXPECT_FALSE(span.bytes.empty());
+        end = span.offset + static_cast<int>(span.bytes.size());
+        bySpans.replace(static_cast<std::size_t>(span.offset), span.bytes.size(), span.bytes);
+    }
+    EXPECT_EQ(bySpans, inOrder);
+    ASSERT_EQ(spans.size(), 4u);
+    EXPECT_EQ(spans[0].offset, 0);
+    EXPECT_EQ(spans[1].offset, 10);
+    EXPECT_EQ(spans[1].bytes, "ccdd");
+    EXPECT_EQ(spans[2].bytes, "AAbbbbbb");
+    EXPECT_EQ(spans[3].bytes, "FFFgFFFF");
+    EXPECT_TRUE(dravo::disjointPatches({}).empty());
+}
+
 // ---- The patch script on a real Redis --------------------------------------------
 
 // Runs the patch script with the arguments the backend would give it.
@@ -303,6 +341,26 @@ TEST_F(PatchScriptRedisTest, PatchedFormEqualsTheSerialisedResultOfTheRules)
         DravoData expected = record;
         ASSERT_EQ(partial.ApplyTo(expected), DRAVO_OK);
         EXPECT_EQ(stored(record.GetDataName()), DravoPlus::SerializeRecord(expected));
+    }
+}
+
+// The script joins each new form in one pass and so takes its patches in
+// offset order without overlaps; anything else is refused and writes nothing.
+TEST_F(PatchScriptRedisTest, PatchesOutOfOrderOrOverlappingAreRefusedAndWriteNothing)
+{
+    const DravoData record = statusPoint("Ordered", 1);
+    store(record);
+    const std::string before = stored("Ordered");
+    const std::vector<std::vector<std::string>> refused{
+        {"20", "abcd", "8", "wxyz"},     // out of order
+        {"8", "abcdef", "12", "wxyz"},   // overlapping
+    };
+    for (const std::vector<std::string>& patches : refused) {
+        std::vector<std::string> command{"EVAL", dravo::redis::scriptSource(dravo::redis::Script::Patch), "0",
+                                         "0", std::to_string(DRAVO_EVENT_RAW_CHANGE), "1", "Ordered", "STATUS", "2"};
+        command.insert(command.end(), patches.begin(), patches.end());
+        EXPECT_EQ(m_server.command(command), "2\n1");
+        EXPECT_EQ(stored("Ordered"), before);
     }
 }
 
