@@ -79,16 +79,20 @@ int receiveOn(RedisConnection& connection, const std::string& port, DravoDataLis
               const std::string& typeFilter, int maxRecords, long& arrived, Clock::time_point deadline)
 {
     const std::string count = std::to_string(maxRecords);
+    const std::string last = std::to_string(maxRecords - 1);
     for (;;) {
-        const Reply reply =
-            runScript(connection, Script::Take, {port, count, arrived < 0 ? "again" : std::to_string(arrived)});
+        const auto [reply, items] =
+            runScriptThen(connection, Script::Take, {port, count, arrived < 0 ? "again" : std::to_string(arrived)},
+                          {"LRANGE", takenKey(port), "0", last});
         arrived = -1;
         if (!reply || isError(reply.get()))
             return reply ? errorCode(reply.get()) : DRAVO_NOT_CONNECTED;
         if (integer(reply.get()) == -1)
             return DRAVO_NOT_FOUND;
-        arrived = static_cast<long>(size(reply.get()));
-        const Taken taken = takeItems(reply.get(), out, typeFilter);
+        if (isError(items.get()))
+            return errorCode(items.get());
+        arrived = static_cast<long>(size(items.get()));
+        const Taken taken = takeItems(items.get(), out, typeFilter);
         if (taken != Taken::None)
             return takenResult(taken);
         const long left = msUntil(deadline);

@@ -613,22 +613,26 @@ end
 if not box then refuse('box ' .. name .. ': ' .. damage) end
 if box.port ~= port then refuse('box ' .. name .. ': its port is not its own') end
 if arrived then redis.call('LTRIM', box.taken, arrived, -1) end
-local owed = redis.call('LRANGE', box.taken, 0, count - 1)
-if #owed > 0 then return owed end
-if permitted('RPUSH', box.taken, '') then
+-- What is handed out is what the taken list holds once this has run: the
+-- client reads it in the same pipeline (LRANGE), so that the records go
+-- from the list to the client without becoming Lua strings, which Redis
+-- hashes byte by byte. Unacknowledged records are still there; otherwise
+-- up to count new ones move over from the queue.
+if redis.call('LLEN', box.taken) > 0 then return 0 end
+if permitted('SORT', box.queue, 'BY', 'nosort', 'LIMIT', '0', ARGV[2], 'STORE', box.taken)
+   and permitted('LTRIM', box.queue, ARGV[2], '-1') then
+  redis.call('SORT', box.queue, 'BY', 'nosort', 'LIMIT', 0, count, 'STORE', box.taken)
+  redis.call('LTRIM', box.queue, count, -1)
+elseif permitted('RPUSH', box.taken, '') then
+  -- a server whose users predate the above
   local items = redis.call('LPOP', box.queue, count)
-  if not items then return {} end
-  pushAll(box.taken, items, 1, #items)
-  return items
+  if items then pushAll(box.taken, items, 1, #items) end
+else
+  for _ = 1, count do
+    if not redis.call('LMOVE', box.queue, box.taken, 'LEFT', 'RIGHT') then break end
+  end
 end
--- A role that may put nothing into a list (a viewer) moves what it takes.
-local items = {}
-for i = 1, count do
-  local item = redis.call('LMOVE', box.queue, box.taken, 'LEFT', 'RIGHT')
-  if not item then break end
-  items[i] = item
-end
-return items
+return 0
 )lua"},
     {Script::BoxInfo, R"lua(
 return describeBox(ARGV[1])
@@ -875,6 +879,21 @@ Reply runScript(RedisConnection& connection, Script script, const Command& args)
     if (isNoScript(reply.get()) && loadScript(connection, script))
         reply = connection.command(scriptHead(script), args);
     return reply;
+}
+
+std::pair<Reply, Reply> runScriptThen(RedisConnection& connection, Script script, const Command& args,
+                                      const Command& then)
+{
+    if (knownDigest(script).empty())
+        loadScript(connection, script);
+    for (int attempt = 0;; ++attempt) {
+        std::vector<Reply> replies = connection.pipeline({scriptCommand(script, args), then});
+        if (replies.size() != 2 || !replies[0] || !replies[1])
+            return {};
+        if (attempt == 0 && isNoScript(replies[0].get()) && loadScript(connection, script))
+            continue;
+        return {std::move(replies[0]), std::move(replies[1])};
+    }
 }
 
 } // namespace redis

@@ -18,6 +18,7 @@
 #include <DravoPlus/DravoData.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace dravo {
@@ -40,7 +41,8 @@ enum class Script {
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
     DeleteBox,       /* name -> 1 | 0 */
     Connect,         /* name -> port | 0 (no box); a damaged box is refused */
-    Take,            /* port, max, arrived | "again" -> forms | -1 (no box); a damaged box is refused */
+    Take,            /* port, max, arrived | "again" -> 0, the taken list holding what is handed out
+                        (read it with LRANGE right after) | -1 (no box); a damaged box is refused */
     BoxInfo,         /* name -> description | nil */
     ListBoxes,       /* -> descriptions in name order */
     Contend,         /* task, me, holder name, record form, leaseMs -> 1 | 0 (held) */
@@ -65,6 +67,11 @@ std::string replyKey(const std::string& handle);
 /* Runs a script (loading it into the server's script cache when the server
  * does not know it yet); null on an I/O failure. */
 Reply runScript(RedisConnection& connection, Script script, const Command& args);
+/* Runs a script and, in the same round trip, the command then (which reads
+ * what the script left, so that it reaches the client without passing
+ * through the script); both replies, or nulls on an I/O failure. */
+std::pair<Reply, Reply> runScriptThen(RedisConnection& connection, Script script, const Command& args,
+                                      const Command& then);
 /* The command that runs a script, for a transaction; the script must be
  * loaded (see loadScript). */
 Command scriptCommand(Script script, const Command& args);
