@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build demo test fuzz sanitize tsan clean
+.PHONY: all deps configure build demo test translations fuzz sanitize tsan clean
 
 all: build
 
@@ -23,6 +23,11 @@ demo: build
 # Every test, labelled by component (ctest -L <label> runs one component).
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) --timeout 600
+
+# Brings translations/*.ts up to date with the texts in the sources: new texts
+# arrive unfinished, to be translated; texts gone from the code are dropped.
+translations: configure
+	cmake --build $(BUILD_DIR) --target translations_update
 
 # Every fuzzer (clang, libFuzzer, ASan, UBSan), each for FUZZ_SECONDS on a copy
 # of its checked-in seed corpus; FUZZERS="plant settings" runs some of them.

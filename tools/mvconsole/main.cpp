@@ -12,6 +12,9 @@
  * --screenshot FILE when given and printing the table's rows and the number
  * of changes received (documentation, smoke checks and tests).
  *
+ * The texts follow the operator's locale (LANG, LC_ALL, LC_MESSAGES) when a
+ * translation is installed for it (German and French are).
+ *
  * Exit status: 0 normally, 1 when the simulator could not start or the
  * screenshot could not be saved, 2 for a wrong command line.
  */
@@ -21,6 +24,7 @@
 #include "plantsimulator.h"
 
 #include <DravoPlus/DravoPlus.h>
+#include <MVShared/Translations.h>
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QTimer>
@@ -102,6 +106,9 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("mvconsole"));
+    /* The operator's language: the library's texts, Qt's and the console's. */
+    Morvane::installTranslators();
+    Morvane::installCatalogue(QStringLiteral("mvconsole"));
     Options options;
     if (!parse(app, options))
         return 2;

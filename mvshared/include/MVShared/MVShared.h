@@ -36,5 +36,6 @@
 #include <MVShared/SunCalculator.h>
 #include <MVShared/SystemEnvironmentVariable.h>
 #include <MVShared/SystemOptionChangeMessage.h>
+#include <MVShared/Translations.h>
 
 #endif
