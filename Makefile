@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build demo test fuzz sanitize tsan clean
+.PHONY: all deps configure build demo test package fuzz sanitize tsan clean
 
 all: build
 
@@ -23,6 +23,11 @@ demo: build
 # Every test, labelled by component (ctest -L <label> runs one component).
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) --timeout 600
+
+# The Debian packages (libmvshared1, libmvshared-dev, mvshared-tools) in
+# $(BUILD_DIR)/packages, made by CPack from the build.
+package: build
+	cmake --build $(BUILD_DIR) --target package
 
 # Every fuzzer (clang, libFuzzer, ASan, UBSan), each for FUZZ_SECONDS on a copy
 # of its checked-in seed corpus; FUZZERS="plant settings" runs some of them.

@@ -15,6 +15,7 @@ packages=(
   libbenchmark-dev
   zlib1g-dev
   xvfb xauth
+  dpkg-dev
 )
 
 missing=()
