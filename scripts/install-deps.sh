@@ -16,6 +16,7 @@ packages=(
   zlib1g-dev
   xvfb xauth
   dpkg-dev
+  doxygen
 )
 
 missing=()
