@@ -38,8 +38,13 @@ set(MV_DOCS_INPUT
   "${PROJECT_SOURCE_DIR}/qslogging/include/QsLog")
 list(JOIN MV_DOCS_INPUT "\" \\\n  \"" MV_DOCS_INPUT_LIST)
 set(MV_DOCS_INPUT_LIST "\"${MV_DOCS_INPUT_LIST}\"")
+# The filter that makes the headers' plain comments documentation; run by
+# its own #! line where CMake found no Python interpreter.
 find_package(Python3 QUIET COMPONENTS Interpreter)
-set(MV_DOCS_FILTER "${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/docs/headercomments.py")
+set(MV_DOCS_FILTER "${PROJECT_SOURCE_DIR}/docs/headercomments.py")
+if(Python3_Interpreter_FOUND)
+  set(MV_DOCS_FILTER "${Python3_EXECUTABLE} ${MV_DOCS_FILTER}")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/docs/Doxyfile.in ${MV_DOXYFILE} @ONLY)
 
 if(DOXYGEN_FOUND)
