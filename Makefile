@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build demo test translations fuzz sanitize tsan clean
+.PHONY: all deps configure build demo test translations package docs fuzz sanitize tsan clean
 
 all: build
 
@@ -28,6 +28,15 @@ test: build
 # arrive unfinished, to be translated; texts gone from the code are dropped.
 translations: configure
 	cmake --build $(BUILD_DIR) --target translations_update
+
+# The Debian packages (libmvshared1, libmvshared-dev, mvshared-tools) in
+# $(BUILD_DIR)/packages, made by CPack from the build.
+package: build
+	cmake --build $(BUILD_DIR) --target package
+
+# The API reference (Doxygen) in $(BUILD_DIR)/docs/html; any warning fails.
+docs: configure
+	cmake --build $(BUILD_DIR) --target docs
 
 # Every fuzzer (clang, libFuzzer, ASan, UBSan), each for FUZZ_SECONDS on a copy
 # of its checked-in seed corpus; FUZZERS="plant settings" runs some of them.

@@ -15,6 +15,8 @@ packages=(
   libbenchmark-dev
   zlib1g-dev
   xvfb xauth
+  dpkg-dev
+  doxygen
 )
 
 missing=()

@@ -9,10 +9,10 @@ set(MV_TRANSLATION_LANGUAGES de fr)
 set(MV_TRANSLATION_CATALOGUES mvshared mvconsole)
 
 set(MV_CATALOGUE_mvshared_SOURCES mvshared)
-set(MV_CATALOGUE_mvshared_COMPONENT runtime)
+set(MV_CATALOGUE_mvshared_COMPONENT Runtime)
 
 set(MV_CATALOGUE_mvconsole_SOURCES tools/mvconsole)
-set(MV_CATALOGUE_mvconsole_COMPONENT tools)
+set(MV_CATALOGUE_mvconsole_COMPONENT Tools)
 
 # No source locations in the .ts files: they change only when a text does,
 # not whenever the code around a text moves. Texts that left the code leave

@@ -18,6 +18,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -115,10 +116,26 @@ void mvbench::ensurePlant()
     loaded = true;
 }
 
+/* The sample plant: the copy installed beside this program
+ * (bin/../share/dravoplus/examples, as the packages lay it out), else the
+ * source tree's, which a build tree runs with. */
+static std::string samplePlantPath()
+{
+    std::error_code ec;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (!ec) {
+        const std::filesystem::path installed =
+            program.parent_path().parent_path() / "share/dravoplus/examples/plant.json";
+        if (std::filesystem::exists(installed, ec))
+            return installed.string();
+    }
+    return MV_SAMPLE_PLANT;
+}
+
 void mvbench::reloadPlant()
 {
     std::string error;
-    if (MVPlant::LoadPlant(MV_SAMPLE_PLANT, nullptr, &error) != DRAVO_OK) {
+    if (MVPlant::LoadPlant(samplePlantPath().c_str(), nullptr, &error) != DRAVO_OK) {
         std::fprintf(stderr, "mvbench: cannot load the sample plant: %s\n", error.c_str());
         std::exit(1);
     }

@@ -115,9 +115,11 @@ const PlantPoint* PlantIndex::findAnalog(int id) const
 
 QString PlantIndex::samplePlantPath()
 {
-    const QString source = QStringLiteral(MV_SAMPLE_PLANT);
-    if (QFileInfo::exists(source))
-        return source;
-    return QDir::cleanPath(QCoreApplication::applicationDirPath()
-                           + QStringLiteral("/../share/dravoplus/examples/plant.json"));
+    // An installed program takes the copy installed beside it; a build tree
+    // has none and takes the source tree's.
+    const QString installed = QDir::cleanPath(QCoreApplication::applicationDirPath()
+                                              + QStringLiteral("/../share/dravoplus/examples/plant.json"));
+    if (QFileInfo::exists(installed))
+        return installed;
+    return QStringLiteral(MV_SAMPLE_PLANT);
 }

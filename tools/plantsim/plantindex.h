@@ -48,8 +48,8 @@ struct PlantIndex {
     const PlantPoint* findPoint(int id) const;
     /* The analog point of the id, null when the id is not an analog point. */
     const PlantPoint* findAnalog(int id) const;
-    /* The sample plant: the source tree's copy while the tools run from a
-     * build tree, else the one installed beside the dictionary. */
+    /* The sample plant: the copy installed beside the dictionary when the
+     * program runs from an install, else (a build tree) the source tree's. */
     static QString samplePlantPath();
 };
 

@@ -38,7 +38,7 @@ Q_DECLARE_METATYPE(LogBlock)
 
 /*
  * Writes one log file per application and day:
- * <dir>/<application>_<yyyy-MM-dd>.log. Debug messages never reach the file
+ * "<dir>/<application>_<yyyy-MM-dd>.log". Debug messages never reach the file
  * (deliberately); trace messages do. Has no lock of its own: the logger calls
  * it from one thread at a time.
  */

@@ -64,7 +64,7 @@ namespace Morvane {
 
 /*
  * The settings file of the running application:
- *   <application directory><native separator><file name>.settings
+ *   "<application directory><native separator><file name>.settings"
  * where the file name is `name`, or with withAppName "<application>.<name>"
  * ("<application>" alone for an empty name), and with perSession and a
  * SessionNo set, "_<session>" appended. The directory keeps the forward
