@@ -7,7 +7,7 @@
  * server address dialog, the results of remote commands) come in the
  * catalogue "mvshared"; a program built on the library brings its own
  * catalogue beside it (the operator console's is "mvconsole"). A catalogue
- * is a set of Qt .qm files named <catalogue>_<language>.qm, mvshared_de.qm
+ * is a set of Qt .qm files named "<catalogue>_<language>.qm", mvshared_de.qm
  * or mvconsole_fr.qm, looked up for a locale the way Qt looks up its own
  * (de_DE finds mvshared_de_DE.qm, then mvshared_de.qm), in these folders in
  * turn:
@@ -16,7 +16,7 @@
  *   - share/mvshared/translations beside the library, which is where the
  *     build tree and an installed copy both keep them;
  *   - share/mvshared/translations of the prefix the library was built for.
- * Qt's own catalogue (qtbase_<language>.qm: the OK and Cancel of dialog
+ * Qt's own catalogue ("qtbase_<language>.qm": the OK and Cancel of dialog
  * buttons, the standard dialogs) comes from Qt's translations folder.
  *
  * English is the source language: for it (or any locale without a
