@@ -272,7 +272,7 @@ int EmbeddedBackend::receive(unsigned int port, DravoDataList& out, const std::s
 bool EmbeddedServer::takeRecords(Box& box, DravoDataList& out, const std::string& typeFilter, int maxRecords)
 {
     while (!box.queue.empty() && out.size() < maxRecords) {
-        const WaitingRecord record = std::move(box.queue.front());
+        WaitingRecord record = std::move(box.queue.front());
         box.queue.pop_front();
         if (typeFilter.empty() || typeFilter == record.typeName())
             out.append(record.take());

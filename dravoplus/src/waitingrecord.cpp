@@ -63,10 +63,10 @@ const char* WaitingRecord::typeName() const
     return m_trimmed ? m_trimmed->typeName.c_str() : m_whole.GetTypeName();
 }
 
-DravoData WaitingRecord::take() const
+DravoData WaitingRecord::take()
 {
     if (!m_trimmed)
-        return m_whole;
+        return std::move(m_whole);
     DravoData record;
     record.SetMidType(m_trimmed->typeName.c_str(), m_trimmed->rawHead.data(),
                       static_cast<int>(m_trimmed->rawHead.size()));

@@ -24,8 +24,9 @@ class WaitingRecord
 public:
     explicit WaitingRecord(const DravoData& record);
 
-    /* The record as it was sent, equal to it byte for byte. */
-    DravoData take() const;
+    /* The record as it was sent, equal to it byte for byte; taking it
+     * leaves this one empty. */
+    DravoData take();
     /* Its type name, without making it whole. */
     const char* typeName() const;
 
