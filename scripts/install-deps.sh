@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config clang
-  qtbase5-dev qttools5-dev-tools
+  qtbase5-dev qttools5-dev-tools libqt5charts5-dev
   libboost-dev
   rapidjson-dev
   python3-dev
