@@ -439,7 +439,8 @@ TEST(NotificationTest, LimitChangeNamesThePoint)
     EXPECT_EQ(n.cmdCode, ConsoleNotification::AnalogLimitChanged);
     EXPECT_TRUE(n.hasPid);
     EXPECT_EQ(n.pid, 200912);
-    EXPECT_EQ(notificationText(n, plantOf({}, {flow()})), QStringLiteral("Limits changed: Millbrook.PumpHall.Pump1.Flow"));
+    EXPECT_EQ(notificationText(n, plantOf({}, {flow()})),
+              QStringLiteral("Limits changed: Millbrook.PumpHall.Pump1.Flow"));
 }
 
 TEST(NotificationTest, MessageWithoutBodyAndOtherRecordsAreToldApart)

@@ -277,7 +277,8 @@ TEST_F(ConsoleViewsTest, TrendScreenshotShowsDroppedPointsWithUnitsLegendAndLimi
 
     const QImage shot = trend->grab().toImage();
     ASSERT_FALSE(shot.isNull());
-    EXPECT_TRUE(shot.save(screenshotPath(QStringLiteral("trend")))) << screenshotPath(QStringLiteral("trend")).toStdString();
+    const QString path = screenshotPath(QStringLiteral("trend"));
+    EXPECT_TRUE(shot.save(path)) << path.toStdString();
     // Every line is drawn in its own colour inside the plot.
     const QRect plot = trend->chartView()->geometry();
     for (const QString& name : {kFlow, kSuction, kCurrent})
@@ -409,7 +410,8 @@ TEST_F(ConsoleViewsTest, AlarmScreenshotShowsPriorityColoursAndAcknowledgement)
     ASSERT_TRUE(table->viewport()->rect().contains(table->visualRect(alarms->index(2, AlarmModel::StateColumn))));
     const QImage shot = view->grab().toImage();
     ASSERT_FALSE(shot.isNull());
-    EXPECT_TRUE(shot.save(screenshotPath(QStringLiteral("alarms")))) << screenshotPath(QStringLiteral("alarms")).toStdString();
+    const QString path = screenshotPath(QStringLiteral("alarms"));
+    EXPECT_TRUE(shot.save(path)) << path.toStdString();
 
     // The cells' backgrounds: a strip along the top of each cell, above
     // its text.
@@ -462,14 +464,18 @@ TEST_F(ConsoleViewsTest, TableScreenshotShowsBadQualityReplacedValuesAndTags)
         return row(kSuction)->quality == 1 && row(kCurrent)->quality == Morvane::ManuallyReplacedQuality
             && row(kSetpoint)->tags == (Morvane::OutOfServiceTag | Morvane::ControlInhibitTag);
     }));
-    const auto index = [&](const QString& name, int column) { return model->index(model->rowOfPoint(pointId(name)), column); };
+    const auto index = [&](const QString& name, int column) {
+        return model->index(model->rowOfPoint(pointId(name)), column);
+    };
     EXPECT_EQ(index(kSuction, PointTableModel::QualityColumn).data().toString(), QStringLiteral("Bad quality"));
     EXPECT_EQ(index(kCurrent, PointTableModel::QualityColumn).data().toString(), QStringLiteral("Replaced by hand"));
-    EXPECT_EQ(index(kSetpoint, PointTableModel::TagsColumn).data().toString(), QStringLiteral("Control inhibit, Out of service"));
+    EXPECT_EQ(index(kSetpoint, PointTableModel::TagsColumn).data().toString(),
+              QStringLiteral("Control inhibit, Out of service"));
     EXPECT_TRUE(index(kSetpoint, PointTableModel::TagsColumn).data(Qt::DecorationRole).isValid());
     EXPECT_FALSE(index(kFlow, PointTableModel::TagsColumn).data(Qt::DecorationRole).isValid());
     EXPECT_TRUE(index(kSuction, PointTableModel::QualityColumn).data(Qt::DecorationRole).isValid());
-    EXPECT_TRUE(index(kSuction, PointTableModel::NameColumn).data(Qt::ToolTipRole).toString().contains(QStringLiteral("Bad quality")));
+    const QString tip = index(kSuction, PointTableModel::NameColumn).data(Qt::ToolTipRole).toString();
+    EXPECT_TRUE(tip.contains(QStringLiteral("Bad quality"))) << tip.toStdString();
 
     PointTableView* table = m_window->table();
     table->clearSelection();
@@ -481,7 +487,8 @@ TEST_F(ConsoleViewsTest, TableScreenshotShowsBadQualityReplacedValuesAndTags)
     ASSERT_TRUE(table->viewport()->rect().contains(table->visualRect(model->index(3, PointTableModel::KindColumn))));
     const QImage shot = table->grab().toImage();
     ASSERT_FALSE(shot.isNull());
-    EXPECT_TRUE(shot.save(screenshotPath(QStringLiteral("quality")))) << screenshotPath(QStringLiteral("quality")).toStdString();
+    const QString path = screenshotPath(QStringLiteral("quality"));
+    EXPECT_TRUE(shot.save(path)) << path.toStdString();
     const auto background = [&](const QString& name) {
         const QRect cell = cellRect(table, model->rowOfPoint(pointId(name)), PointTableModel::KindColumn);
         const QRect strip(cell.right() - 6, cell.top() + 2, 4, cell.height() - 4);

@@ -113,5 +113,6 @@ void AlarmView::acknowledgeAll()
 
 void AlarmView::showCounts()
 {
-    m_counts->setText(tr("%1 alarms, %2 unacknowledged").arg(m_alarms->rowCount()).arg(m_alarms->unacknowledgedCount()));
+    m_counts->setText(
+        tr("%1 alarms, %2 unacknowledged").arg(m_alarms->rowCount()).arg(m_alarms->unacknowledgedCount()));
 }

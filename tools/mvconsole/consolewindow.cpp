@@ -96,10 +96,11 @@ void ConsoleWindow::buildLayout()
     m_table->setModel(m_model);
     // Room for the quality and tag texts beside their badges.
     const QFontMetrics metrics = m_table->fontMetrics();
-    m_table->horizontalHeader()->resizeSection(PointTableModel::QualityColumn,
-                                               metrics.horizontalAdvance(PointTableModel::qualityText(Morvane::ManuallyReplacedQuality)) + 40);
-    m_table->horizontalHeader()->resizeSection(PointTableModel::TagsColumn,
-                                               metrics.horizontalAdvance(PointTableModel::tagText(Morvane::ControlInhibitTag | Morvane::OutOfServiceTag)) + 60);
+    const QString quality = PointTableModel::qualityText(Morvane::ManuallyReplacedQuality);
+    const QString tags = PointTableModel::tagText(Morvane::ControlInhibitTag | Morvane::OutOfServiceTag);
+    QHeaderView* header = m_table->horizontalHeader();
+    header->resizeSection(PointTableModel::QualityColumn, metrics.horizontalAdvance(quality) + 40);
+    header->resizeSection(PointTableModel::TagsColumn, metrics.horizontalAdvance(tags) + 60);
     connect(m_table, &PointTableView::pointDropped, this, qOverload<int>(&ConsoleWindow::watchPoint));
 
     m_trend = new TrendView(&m_runtime);
@@ -331,6 +332,16 @@ void ConsoleWindow::showRate()
     showConnection();
 }
 
+namespace {
+
+/* An alarm priority changed (the data-change notification of one point). */
+bool isPriorityChange(const ConsoleNotification& n)
+{
+    return n.cmdCode == ConsoleNotification::DataChanged && n.target == ConsoleNotification::AlarmPriorityTarget;
+}
+
+} // namespace
+
 QString ConsoleWindow::operatorName()
 {
     const QString user = qEnvironmentVariable("USER");
@@ -351,9 +362,7 @@ void ConsoleWindow::takeNotification(const ConsoleNotification& n)
     m_events->addEvent(QDateTime::currentDateTime(), notificationText(n, m_plant));
     if (n.cmdCode == ConsoleNotification::AlarmsAcknowledged)
         m_alarms->acknowledge(n.alarmIds, n.ackedBy);
-    else if (n.hasPid
-             && (n.cmdCode == ConsoleNotification::AnalogLimitChanged
-                 || (n.cmdCode == ConsoleNotification::DataChanged && n.target == ConsoleNotification::AlarmPriorityTarget)))
+    else if (n.hasPid && (n.cmdCode == ConsoleNotification::AnalogLimitChanged || isPriorityChange(n)))
         rereadPoint(n.pid);
 }
 

@@ -14,7 +14,7 @@ namespace {
  * believed. */
 constexpr quint32 kMaxAlarmIds = 40;
 
-QString tr(const char* text)
+QString translated(const char* text)
 {
     return QCoreApplication::translate("ConsoleNotification", text);
 }
@@ -89,7 +89,9 @@ QString idList(const QList<int>& ids, const PlantIndex& plant)
 QString dataChangeText(const char* withId, const char* withoutId, const ConsoleNotification& n,
                        const PlantIndex& plant)
 {
-    return n.hasPid ? tr(withId).arg(n.target).arg(pointName(n.pid, plant)) : tr(withoutId).arg(n.target);
+    if (!n.hasPid)
+        return translated(withoutId).arg(n.target);
+    return translated(withId).arg(n.target).arg(pointName(n.pid, plant));
 }
 
 } // namespace
@@ -113,33 +115,35 @@ QString notificationText(const ConsoleNotification& n, const PlantIndex& plant)
         return dataChangeText(QT_TRANSLATE_NOOP("ConsoleNotification", "Data changed (target %1): %2"),
                               QT_TRANSLATE_NOOP("ConsoleNotification", "Data changed (target %1)"), n, plant);
     case ConsoleNotification::AlarmsAcknowledged:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Alarms acknowledged by %1: %2"))
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Alarms acknowledged by %1: %2"))
             .arg(n.ackedBy, idList(n.alarmIds, plant));
     case ConsoleNotification::ServerRestarted:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Runtime server restarted"));
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Runtime server restarted"));
     case ConsoleNotification::PointUpdate:
         return dataChangeText(QT_TRANSLATE_NOOP("ConsoleNotification", "Refresh requested (target %1): %2"),
                               QT_TRANSLATE_NOOP("ConsoleNotification", "Refresh requested (target %1)"), n, plant);
     case ConsoleNotification::UserLogOnOff:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "User %1 logged on or off (state %2)"))
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "User %1 logged on or off (state %2)"))
             .arg(n.user)
             .arg(n.state);
     case ConsoleNotification::ReportCreation:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Report %1 requested (%2)")).arg(n.reportId).arg(n.prefix);
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Report %1 requested (%2)"))
+            .arg(n.reportId)
+            .arg(n.prefix);
     case ConsoleNotification::OpenCanvas:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Canvas opened in a session"));
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Canvas opened in a session"));
     case ConsoleNotification::PointReset:
         return dataChangeText(QT_TRANSLATE_NOOP("ConsoleNotification", "Statistics reset (target %1): %2"),
                               QT_TRANSLATE_NOOP("ConsoleNotification", "Statistics reset (target %1)"), n, plant);
     case ConsoleNotification::AnalogLimitChanged:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Limits changed: %1")).arg(pointName(n.pid, plant));
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Limits changed: %1")).arg(pointName(n.pid, plant));
     case ConsoleNotification::CloseCanvas:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Canvas closed in a session"));
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Canvas closed in a session"));
     case ConsoleNotification::RunScript:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Script run in a session"));
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Script run in a session"));
     case ConsoleNotification::SystemOptions:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "System options changed"));
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "System options changed"));
     default:
-        return tr(QT_TRANSLATE_NOOP("ConsoleNotification", "Notification %1")).arg(n.cmdCode);
+        return translated(QT_TRANSLATE_NOOP("ConsoleNotification", "Notification %1")).arg(n.cmdCode);
     }
 }
