@@ -387,6 +387,21 @@ TEST_F(ConsoleViewsTest, AcknowledgementOfAnotherStationAcknowledgesHere)
     EXPECT_EQ(m_window->events()->text(0), QStringLiteral("Alarms acknowledged by station2: ") + kSpring);
 }
 
+// A running pump is an indication (priority 0); once another station gives
+// it a priority and says so, its abnormal state is an alarm here.
+TEST_F(ConsoleViewsTest, AlarmPriorityGivenElsewhereTurnsAnIndicationIntoAnAlarm)
+{
+    const QString running = QStringLiteral("Millbrook.PumpHall.Pump1.Running");  // state 1, normal 0
+    ASSERT_EQ(alarmOf(running), nullptr);
+    DravoPartialData priority("STATUS", QStringLiteral("STATUS%1").arg(pointId(running)).toLatin1().constData());
+    priority.PutValue("alarmPriority", std::uint8_t(2));
+    ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, priority, nullptr, nullptr), DRAVO_OK);
+    ScadaRuntimeInterface other{QString()};
+    other.alarmPriorityDataChanged(pointId(running));
+    ASSERT_TRUE(waitUntil([&] { return alarmOf(running) != nullptr; }));
+    EXPECT_EQ(alarmOf(running)->condition.priority, 2);
+}
+
 TEST_F(ConsoleViewsTest, AlarmScreenshotShowsPriorityColoursAndAcknowledgement)
 {
     // Urgent, high and low, raised by the field in that order; the high one
