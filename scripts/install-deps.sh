@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config clang
-  qtbase5-dev qttools5-dev qttools5-dev-tools qttranslations5-l10n
+  qtbase5-dev qttools5-dev qttools5-dev-tools qttranslations5-l10n libqt5charts5-dev
   libboost-dev
   rapidjson-dev
   python3-dev

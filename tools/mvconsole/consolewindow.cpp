@@ -3,18 +3,25 @@
  */
 #include "consolewindow.h"
 
+#include "alarmmodel.h"
+#include "alarmview.h"
 #include "controldialog.h"
+#include "eventlistmodel.h"
 #include "logview.h"
+#include "notificationreceiver.h"
 #include "pointbrowser.h"
 #include "pointtablemodel.h"
 #include "pointtableview.h"
+#include "trendview.h"
 
 #include <MVShared/MorvaneRTServerSetting.h>
 
 #include <QsLog/QsLog.h>
 
 #include <QtCore/QTimer>
+#include <QtCore/QDateTime>
 #include <QtWidgets/QDockWidget>
+#include <QtWidgets/QHeaderView>
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
@@ -52,6 +59,9 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
     for (auto signal : {&MorvaneChangeEvent::statusChangedMap, &MorvaneChangeEvent::analogChangedMap,
                         &MorvaneChangeEvent::textChangedMap})
         connect(&m_changes, signal, m_model, &PointTableModel::applyChanges);
+    for (auto signal : {&MorvaneChangeEvent::statusChangedMap, &MorvaneChangeEvent::analogChangedMap})
+        connect(&m_changes, signal, m_alarms, &AlarmModel::applyChanges);
+    connect(&m_changes, &MorvaneChangeEvent::analogChangedMap, m_trend->model(), &TrendModel::applyChanges);
     for (auto signal : {&MorvaneChangeEvent::statusChanged, &MorvaneChangeEvent::analogChanged,
                         &MorvaneChangeEvent::textChanged})
         connect(&m_changes, signal, this, &ConsoleWindow::countChanges);
@@ -62,6 +72,8 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
 
 ConsoleWindow::~ConsoleWindow()
 {
+    if (m_notifications)
+        m_notifications->stop();
     m_changes.shutDown();
     m_runtime.prepareClose();
 }
@@ -82,20 +94,52 @@ void ConsoleWindow::buildLayout()
     m_model = new PointTableModel(&m_runtime, this);
     m_table = new PointTableView(&m_runtime);
     m_table->setModel(m_model);
+    // Room for the quality and tag texts beside their badges.
+    const QFontMetrics metrics = m_table->fontMetrics();
+    const QString quality = PointTableModel::qualityText(Morvane::ManuallyReplacedQuality);
+    const QString tags = PointTableModel::tagText(Morvane::ControlInhibitTag | Morvane::OutOfServiceTag);
+    QHeaderView* header = m_table->horizontalHeader();
+    header->resizeSection(PointTableModel::QualityColumn, metrics.horizontalAdvance(quality) + 40);
+    header->resizeSection(PointTableModel::TagsColumn, metrics.horizontalAdvance(tags) + 60);
     connect(m_table, &PointTableView::pointDropped, this, qOverload<int>(&ConsoleWindow::watchPoint));
 
-    m_log = new LogView;
-    auto* right = new QSplitter(Qt::Vertical);
-    right->addWidget(m_table);
-    right->addWidget(m_log);
-    right->setStretchFactor(0, 3);
-    right->setStretchFactor(1, 1);
+    m_trend = new TrendView(&m_runtime);
+    connect(m_trend, &TrendView::pointAdded, this, [this](int id) { QLOG_INFO() << "trending point" << id; });
+    connect(m_trend, &TrendView::pointRefused, this, [this](int id, const QString& reason) {
+        QLOG_WARN() << "point" << id << "not trended:" << reason;
+        statusBar()->showMessage(tr("Not trended: %1").arg(reason), 5000);
+    });
+    auto* centre = new QSplitter(Qt::Vertical);
+    centre->addWidget(m_table);
+    centre->addWidget(m_trend);
+    centre->setStretchFactor(0, 1);
+    centre->setStretchFactor(1, 2);
+    centre->setSizes({120, 300});
     auto* main = new QSplitter(Qt::Horizontal);
     main->addWidget(browserPane);
-    main->addWidget(right);
+    main->addWidget(centre);
     main->setStretchFactor(1, 2);
-    main->setSizes({330, 770});
+    main->setSizes({330, 930});
     setCentralWidget(main);
+
+    m_alarms = new AlarmModel(this);
+    m_events = new EventListModel(this);
+    m_alarmView = new AlarmView(m_alarms, m_events);
+    connect(m_alarmView, &AlarmView::acknowledgeRequested, this, &ConsoleWindow::acknowledgeAlarms);
+    m_log = new LogView;
+    auto* alarmDock = new QDockWidget(tr("Alarms and events"));
+    alarmDock->setObjectName(QStringLiteral("alarmDock"));
+    alarmDock->setWidget(m_alarmView);
+    alarmDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    auto* logDock = new QDockWidget(tr("Log"));
+    logDock->setObjectName(QStringLiteral("logDock"));
+    logDock->setWidget(m_log);
+    logDock->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    addDockWidget(Qt::BottomDockWidgetArea, alarmDock);
+    addDockWidget(Qt::BottomDockWidgetArea, logDock);
+    tabifyDockWidget(alarmDock, logDock);
+    alarmDock->raise();
+    resizeDocks({alarmDock}, {280}, Qt::Vertical);
 
     m_connection = new QLabel;
     m_connection->setObjectName(QStringLiteral("connectionState"));
@@ -107,7 +151,7 @@ void ConsoleWindow::buildLayout()
     statusBar()->addWidget(m_connection);
     statusBar()->addWidget(m_server);
     statusBar()->addPermanentWidget(m_rate);
-    resize(1200, 720);
+    resize(1260, 780);
 }
 
 void ConsoleWindow::buildActions()
@@ -151,6 +195,11 @@ bool ConsoleWindow::start()
         return false;
     }
     m_browser->showPlant(m_plant);
+    m_alarms->setPoints(m_plant, QDateTime::currentDateTime());
+    m_notifications = std::make_unique<NotificationReceiver>(m_runtime.currentDomain());
+    connect(m_notifications.get(), &NotificationReceiver::received, this, &ConsoleWindow::takeNotification,
+            Qt::QueuedConnection);
+    m_notifications->start();
     // An operator must never act on a stale table: a loss on the way is
     // logged and healed with the points' current records.
     m_changes.setResyncOnLoss(true);
@@ -281,4 +330,51 @@ void ConsoleWindow::showRate()
     m_rate->setText(tr("%1 changes/s").arg(m_changesReceived - m_changesAtLastRate));
     m_changesAtLastRate = m_changesReceived;
     showConnection();
+}
+
+namespace {
+
+/* An alarm priority changed (the data-change notification of one point). */
+bool isPriorityChange(const ConsoleNotification& n)
+{
+    return n.cmdCode == ConsoleNotification::DataChanged && n.target == ConsoleNotification::AlarmPriorityTarget;
+}
+
+} // namespace
+
+QString ConsoleWindow::operatorName()
+{
+    const QString user = qEnvironmentVariable("USER");
+    return user.isEmpty() ? QStringLiteral("operator") : user;
+}
+
+void ConsoleWindow::acknowledgeAlarms(const QList<int>& alarmIds)
+{
+    const QList<int> acknowledged = m_alarms->acknowledge(alarmIds, operatorName());
+    if (acknowledged.isEmpty())
+        return;
+    m_runtime.sendAlarmAcked(operatorName(), acknowledged);
+    QLOG_INFO() << "acknowledged" << acknowledged.size() << "alarms";
+}
+
+void ConsoleWindow::takeNotification(const ConsoleNotification& n)
+{
+    m_events->addEvent(QDateTime::currentDateTime(), notificationText(n, m_plant));
+    if (n.cmdCode == ConsoleNotification::AlarmsAcknowledged)
+        m_alarms->acknowledge(n.alarmIds, n.ackedBy);
+    else if (n.hasPid && (n.cmdCode == ConsoleNotification::AnalogLimitChanged || isPriorityChange(n)))
+        rereadPoint(n.pid);
+}
+
+void ConsoleWindow::rereadPoint(int id)
+{
+    DravoData record;
+    const int rc = m_runtime.GetPoint(id, record);
+    if (rc != 0) {
+        QLOG_WARN() << "cannot read point" << id << "again:" << rc;
+        return;
+    }
+    const PlantPoint point = PlantIndex::pointOf(record);
+    m_alarms->updatePoint(point, QDateTime::currentDateTime());
+    m_trend->model()->updatePoint(point);
 }

@@ -2,7 +2,14 @@
  * consolewindow.h: the operator console's main window.
  *
  * Left, the point browser (with a filter); centre, the live point table the
- * operator drags points into; below, the log. Actions on the selected row:
+ * operator drags points into and, below it, the trend chart that takes
+ * analog points dragged from the browser or the table; at the bottom the
+ * alarms with the domain's events below them, and the log beside them.
+ * Alarms follow every status and analog point of the plant from the change
+ * packets; acknowledgements go to every station of the domain as
+ * notifications, and those of other stations acknowledge here too. A
+ * notification that a point's limits or alarm priority changed makes the
+ * console read the point again. Actions on the selected row:
  * control (set-point, poll), replace the value by hand and release it, apply
  * and remove tags. The status bar shows the connection to the runtime server,
  * the active server and the rate of changes arriving.
@@ -18,6 +25,14 @@
 
 #include <QtWidgets/QMainWindow>
 
+#include <memory>
+
+class AlarmModel;
+class AlarmView;
+class EventListModel;
+class NotificationReceiver;
+class TrendView;
+struct ConsoleNotification;
 class QLabel;
 class QLineEdit;
 class LogView;
@@ -42,6 +57,13 @@ public:
     PointTableModel* model() const { return m_model; }
     PointTableView* table() const { return m_table; }
     LogView* log() const { return m_log; }
+    AlarmModel* alarms() const { return m_alarms; }
+    EventListModel* events() const { return m_events; }
+    AlarmView* alarmView() const { return m_alarmView; }
+    TrendView* trend() const { return m_trend; }
+    NotificationReceiver* notifications() const { return m_notifications.get(); }
+    /* The name acknowledgements are sent under: the user running the console. */
+    static QString operatorName();
     ScadaRuntimeInterface* runtime() { return &m_runtime; }
     const PlantIndex& plant() const { return m_plant; }
     long long changesReceived() const { return m_changesReceived; }
@@ -58,6 +80,10 @@ public slots:
     void applyTag(Morvane::Tagging tag);
     void removeTag(Morvane::Tagging tag);
     void openServerAddress();
+    /* Acknowledges the alarms here and tells every station of the domain. */
+    void acknowledgeAlarms(const QList<int>& alarmIds);
+    /* Lists a notification among the events and acts on it. */
+    void takeNotification(const ConsoleNotification& notification);
 
 private slots:
     void showConnection();
@@ -70,6 +96,8 @@ private:
     /* The point of the selected row, 0 when none is selected. */
     int selectedPoint() const;
     void logResult(const QString& what, int id, int result);
+    /* Reads the point again after its setup changed elsewhere. */
+    void rereadPoint(int id);
 
     ScadaRuntimeInterface m_runtime;
     MorvaneChangeEvent m_changes;
@@ -79,6 +107,11 @@ private:
     PointTableModel* m_model = nullptr;
     PointTableView* m_table = nullptr;
     LogView* m_log = nullptr;
+    AlarmModel* m_alarms = nullptr;
+    EventListModel* m_events = nullptr;
+    AlarmView* m_alarmView = nullptr;
+    TrendView* m_trend = nullptr;
+    std::unique_ptr<NotificationReceiver> m_notifications;
     QLabel* m_connection = nullptr;
     QLabel* m_server = nullptr;
     QLabel* m_rate = nullptr;

@@ -3,6 +3,8 @@
  */
 #include "pointtablemodel.h"
 
+#include "pointappearance.h"
+
 #include <MVShared/MorvaneTypes.h>
 #include <MVShared/PointIds.h>
 #include <MVShared/ScadaRuntimeInterface.h>
@@ -84,21 +86,49 @@ QString PointTableModel::tagText(quint32 tags)
     return texts.join(QStringLiteral(", "));
 }
 
+QString PointTableModel::qualityText(int quality)
+{
+    QStringList texts;
+    if (PointAppearance::isReplaced(quality))
+        texts << tr("Replaced by hand");
+    if (PointAppearance::isBadQuality(quality))
+        texts << tr("Bad quality");
+    return texts.isEmpty() ? tr("Good") : texts.join(QStringLiteral(", "));
+}
+
+QVariant PointTableModel::decoration(const Row& r, int role, int column) const
+{
+    switch (role) {
+    case PointIdRole: return r.id;
+    case Qt::BackgroundRole: {
+        const QColor colour = PointAppearance::rowColour(r.quality, r.tags);
+        return colour.isValid() ? QVariant(QBrush(colour)) : QVariant();
+    }
+    case Qt::DecorationRole:
+        if (column == QualityColumn && r.quality != Morvane::GoodQuality)
+            return PointAppearance::qualityIcon(r.quality);
+        if (column == TagsColumn && r.tags != 0)
+            return PointAppearance::tagIcon(r.tags);
+        return QVariant();
+    case Qt::ToolTipRole:
+        return tr("Quality: %1").arg(qualityText(r.quality))
+            + (r.tags ? QLatin1Char('\n') + tr("Tags: %1").arg(tagText(r.tags)) : QString());
+    default: return QVariant();
+    }
+}
+
 QVariant PointTableModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= m_rows.size())
         return QVariant();
     const Row& r = m_rows[index.row()];
-    if (role == Qt::ForegroundRole && index.column() == QualityColumn && r.quality != Morvane::GoodQuality)
-        return QBrush(QColor(0xb0, 0x40, 0x00));
     if (role != Qt::DisplayRole)
-        return QVariant();
+        return decoration(r, role, index.column());
     switch (index.column()) {
     case NameColumn: return r.name;
     case KindColumn: return r.kind;
     case ValueColumn: return r.value;
-    case QualityColumn:
-        return r.quality & Morvane::ManuallyReplacedQuality ? tr("Replaced by hand") : tr("Good");
+    case QualityColumn: return qualityText(r.quality);
     case TagsColumn: return tagText(r.tags);
     case ChangedColumn: return r.changed.isValid() ? r.changed.toString(QStringLiteral("HH:mm:ss")) : QString();
     default: return QVariant();

@@ -4,7 +4,9 @@
  * One row per point the operator dropped into the table: name, kind, value,
  * quality, tags and the time of the last change. Rows are filled by reading
  * the point once and then kept current from the change packets the console
- * receives (the CHANGED_* records carry value, quality and tags).
+ * receives (the CHANGED_* records carry value, quality and tags). Bad
+ * quality, a value replaced by hand and the tags show at a glance: the row's
+ * colour and badges in the quality and tags columns (PointAppearance).
  */
 #ifndef MVCONSOLE_POINTTABLEMODEL_H
 #define MVCONSOLE_POINTTABLEMODEL_H
@@ -24,6 +26,8 @@ class PointTableModel : public QAbstractTableModel
 
 public:
     enum Column { NameColumn, KindColumn, ValueColumn, QualityColumn, TagsColumn, ChangedColumn, ColumnCount };
+    /* Every cell gives its row's point id under this role. */
+    enum { PointIdRole = Qt::UserRole + 1 };
 
     struct Row {
         int id = 0;
@@ -51,12 +55,17 @@ public:
 
     /* The tag texts shown in the tags column, one table. */
     static QString tagText(quint32 tags);
+    /* The quality as the quality column says it: "Good", "Replaced by
+     * hand", "Bad quality" or both of the last two. */
+    static QString qualityText(int quality);
 
 public slots:
     void applyChanges(const mapEvent& changes);
 
 private:
     void applyChange(Row& row, const DravoData& change);
+    /* The colours, badges and tool tip of a row (roles other than display). */
+    QVariant decoration(const Row& row, int role, int column) const;
     ScadaRuntimeInterface* m_runtime;
     QVector<Row> m_rows;
     QHash<int, int> m_rowOfId;

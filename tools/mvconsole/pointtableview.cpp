@@ -3,6 +3,9 @@
  */
 #include "pointtableview.h"
 
+#include "pointpayload.h"
+#include "pointtablemodel.h"
+
 #include <MVShared/PointMimeData.h>
 #include <MVShared/ScadaRuntimeInterface.h>
 
@@ -16,31 +19,42 @@ PointTableView::PointTableView(ScadaRuntimeInterface* runtime, QWidget* parent)
 {
     setObjectName(QStringLiteral("pointTable"));
     setAcceptDrops(true);
-    setDragDropMode(QAbstractItemView::DropOnly);
+    setDragEnabled(true);
+    setDragDropMode(QAbstractItemView::DragDrop);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::SingleSelection);
     horizontalHeader()->setStretchLastSection(true);
     verticalHeader()->hide();
+    // Up to three badges side by side in the quality and tags columns.
+    setIconSize(QSize(46, 14));
 }
 
 int PointTableView::pointOfPayload(const QMimeData* payload) const
 {
-    if (const auto* point = qobject_cast<const MorvaneScadaPointMimeData*>(payload))
-        return static_cast<int>(point->pointPid());
-    if (!payload || !payload->hasFormat(Morvane::scadaPointMimeFormat()))
-        return 0;
-    const QByteArray bytes = payload->data(Morvane::scadaPointMimeFormat());
-    bool isNumber = false;
-    const int id = bytes.toInt(&isNumber);
-    if (isNumber)
-        return id;
-    const int resolved = m_runtime->pointIdWithName(QString::fromUtf8(bytes));
-    return resolved > 0 ? resolved : 0;
+    return PointPayload::pointOf(payload, m_runtime);
+}
+
+/* A row leaves the table as the product's SCADA point payload, named form,
+ * like a point of the browser (into the trend, or another application). */
+Qt::DropAction PointTableView::dragRow(int row)
+{
+    const QModelIndex id = model() ? model()->index(row, 0) : QModelIndex();
+    if (!id.isValid())
+        return Qt::IgnoreAction;
+    const int point = id.data(PointTableModel::PointIdRole).toInt();
+    if (point <= 0)
+        return Qt::IgnoreAction;
+    return MorvaneScadaPointMimeData::execDrag(static_cast<uint>(point), id.data().toString(), QString(), this);
+}
+
+void PointTableView::startDrag(Qt::DropActions)
+{
+    dragRow(currentIndex().row());
 }
 
 void PointTableView::dragEnterEvent(QDragEnterEvent* event)
 {
-    if (event->mimeData()->hasFormat(Morvane::scadaPointMimeFormat()))
+    if (PointPayload::carriesPoint(event->mimeData()))
         event->acceptProposedAction();
     else
         event->ignore();
@@ -48,7 +62,7 @@ void PointTableView::dragEnterEvent(QDragEnterEvent* event)
 
 void PointTableView::dragMoveEvent(QDragMoveEvent* event)
 {
-    if (event->mimeData()->hasFormat(Morvane::scadaPointMimeFormat()))
+    if (PointPayload::carriesPoint(event->mimeData()))
         event->acceptProposedAction();
     else
         event->ignore();

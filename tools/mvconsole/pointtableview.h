@@ -1,8 +1,6 @@
 /*
  * pointtableview.h: the live point table's view, a drop target for SCADA
- * point payloads. A payload from this process carries the point id in its
- * object; one from another application is read from its bytes (decimal id,
- * or the full name, which is resolved through the runtime server).
+ * point payloads (read by PointPayload) and a drag source of its rows' points.
  */
 #ifndef MVCONSOLE_POINTTABLEVIEW_H
 #define MVCONSOLE_POINTTABLEVIEW_H
@@ -20,6 +18,9 @@ public:
 
     /* The point id a payload names; 0 when it names none the server knows. */
     int pointOfPayload(const QMimeData* payload) const;
+    /* Drags the row's point out of the table (what a mouse drag starts); the
+     * drop action, IgnoreAction for a row that does not exist. */
+    Qt::DropAction dragRow(int row);
 
 signals:
     void pointDropped(int id);
@@ -28,6 +29,7 @@ protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    void startDrag(Qt::DropActions supportedActions) override;
 
 private:
     ScadaRuntimeInterface* m_runtime;

@@ -28,15 +28,7 @@ int readPoints(const char* type, QVector<PlantPoint>& out)
     if (rc != DRAVO_OK)
         return rc;
     for (const DravoData& record : list) {
-        PlantPoint point;
-        point.id = record.GetSignedIntValue("pid");
-        point.name = textField(record, "fullname");
-        point.rtuId = record.GetShortValue("rtuId");
-        point.value = record.GetDoubleValue("lastvalue");
-        if (record.HasField("rangeLow")) {
-            point.low = record.GetDoubleValue("rangeLow");
-            point.high = record.GetDoubleValue("rangeHigh");
-        }
+        const PlantPoint point = PlantIndex::pointOf(record);
         out.append(point);
     }
     std::sort(out.begin(), out.end(), [](const PlantPoint& a, const PlantPoint& b) { return a.id < b.id; });
@@ -44,6 +36,33 @@ int readPoints(const char* type, QVector<PlantPoint>& out)
 }
 
 } // namespace
+
+PlantPoint PlantIndex::pointOf(const DravoData& record)
+{
+    PlantPoint point;
+    point.id = record.GetSignedIntValue("pid");
+    point.name = textField(record, "fullname");
+    point.rtuId = record.GetShortValue("rtuId");
+    point.value = record.GetDoubleValue("lastvalue");
+    point.tag = record.GetUnSignedIntValue("tag");
+    point.quality = record.GetSignedIntValue("quality");
+    if (record.HasField("alarmEnable"))
+        point.alarmEnable = record.GetUnSignedIntValue("alarmEnable") != 0;
+    if (record.HasField("rangeLow")) {
+        point.low = record.GetDoubleValue("rangeLow");
+        point.high = record.GetDoubleValue("rangeHigh");
+        point.unit = textField(record, "unit");
+        point.limits.lowLow = record.GetDoubleValue("lowLowLimit");
+        point.limits.low = record.GetDoubleValue("lowLimit");
+        point.limits.high = record.GetDoubleValue("highLimit");
+        point.limits.highHigh = record.GetDoubleValue("highHighLimit");
+    }
+    if (record.HasField("normalState")) {
+        point.normalState = record.GetSignedIntValue("normalState");
+        point.alarmPriority = static_cast<int>(record.GetUnSignedIntValue("alarmPriority"));
+    }
+    return point;
+}
 
 int PlantIndex::read()
 {

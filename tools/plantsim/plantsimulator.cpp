@@ -164,6 +164,27 @@ bool PlantSimulator::isHeld(int pointId) const
     return m_held.count(pointId) != 0;
 }
 
+int PlantSimulator::writeFieldValue(int pointId, double value)
+{
+    const bool status = MVPlant::isStatusId(pointId) && m_plant.findPoint(pointId) != nullptr;
+    const bool analog = m_plant.findAnalog(pointId) != nullptr;
+    if (!status && !analog)
+        return DRAVO_BAD_ARGUMENT;
+    const char* type = analog ? "ANALOG" : "STATUS";
+    DravoPartialData partial(type, (type + std::to_string(pointId)).c_str());
+    partial.PutValue("changedTime", now());
+    if (analog)
+        partial.PutValue("lastvalue", value);
+    else
+        partial.PutValue("lastvalue", static_cast<std::int8_t>(value));
+    const int rc = DravoPlus::PutPartialDataPoint(nullptr, partial, nullptr, nullptr);
+    if (rc == DRAVO_OK)
+        ++m_written;
+    else
+        ++m_failures;
+    return rc;
+}
+
 void PlantSimulator::noteRawChanges(const QList<DravoData>& records)
 {
     m_packed += records.size();

@@ -76,6 +76,11 @@ public:
     SimulatedFieldDriver* driver(int number) const;
     /* True when the field leaves the point alone. */
     bool isHeld(int pointId) const;
+    /* One field change of a status or analog point now, written as the
+     * field writes its own (a scenario or a test drives a point into the
+     * condition it needs); the field's random course goes on. The
+     * middleware's result, DRAVO_BAD_ARGUMENT for a point of no plant kind. */
+    int writeFieldValue(int pointId, double value);
 
 private:
     bool startDrivers(QString* error);
