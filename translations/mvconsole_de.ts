@@ -2,6 +2,150 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE" sourcelanguage="en">
 <context>
+    <name>AlarmModel</name>
+    <message>
+        <source>Time</source>
+        <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Point</source>
+        <translation>Datenpunkt</translation>
+    </message>
+    <message>
+        <source>Alarm</source>
+        <translation>Alarm</translation>
+    </message>
+    <message>
+        <source>State/value</source>
+        <translation>Zustand/Wert</translation>
+    </message>
+    <message>
+        <source>Priority</source>
+        <translation>Priorität</translation>
+    </message>
+    <message>
+        <source>Acknowledgement</source>
+        <translation>Quittierung</translation>
+    </message>
+    <message>
+        <source>Acknowledged by %1</source>
+        <translation>Quittiert von %1</translation>
+    </message>
+    <message>
+        <source>Returned to normal, unacknowledged</source>
+        <translation>In Normallage zurück, nicht quittiert</translation>
+    </message>
+    <message>
+        <source>Unacknowledged</source>
+        <translation>Nicht quittiert</translation>
+    </message>
+</context>
+<context>
+    <name>AlarmRules</name>
+    <message>
+        <source>Urgent</source>
+        <translation>Dringend</translation>
+    </message>
+    <message>
+        <source>High</source>
+        <translation>Hoch</translation>
+    </message>
+    <message>
+        <source>Low</source>
+        <translation>Niedrig</translation>
+    </message>
+    <message>
+        <source>State %1 (normal %2)</source>
+        <translation>Zustand %1 (Normallage %2)</translation>
+    </message>
+    <message>
+        <source>Normal</source>
+        <translation>Normal</translation>
+    </message>
+</context>
+<context>
+    <name>AlarmView</name>
+    <message>
+        <source>Acknowledge</source>
+        <translation>Quittieren</translation>
+    </message>
+    <message>
+        <source>Acknowledge all</source>
+        <translation>Alle quittieren</translation>
+    </message>
+    <message>
+        <source>%1 alarms, %2 unacknowledged</source>
+        <translation>%1 Alarme, %2 nicht quittiert</translation>
+    </message>
+</context>
+<context>
+    <name>ConsoleNotification</name>
+    <message>
+        <source>Data changed (target %1): %2</source>
+        <translation>Daten geändert (Ziel %1): %2</translation>
+    </message>
+    <message>
+        <source>Data changed (target %1)</source>
+        <translation>Daten geändert (Ziel %1)</translation>
+    </message>
+    <message>
+        <source>Alarms acknowledged by %1: %2</source>
+        <translation>Alarme quittiert von %1: %2</translation>
+    </message>
+    <message>
+        <source>Runtime server restarted</source>
+        <translation>Laufzeitserver neu gestartet</translation>
+    </message>
+    <message>
+        <source>Refresh requested (target %1): %2</source>
+        <translation>Aktualisierung angefordert (Ziel %1): %2</translation>
+    </message>
+    <message>
+        <source>Refresh requested (target %1)</source>
+        <translation>Aktualisierung angefordert (Ziel %1)</translation>
+    </message>
+    <message>
+        <source>User %1 logged on or off (state %2)</source>
+        <translation>Benutzer %1 an- oder abgemeldet (Zustand %2)</translation>
+    </message>
+    <message>
+        <source>Report %1 requested (%2)</source>
+        <translation>Bericht %1 angefordert (%2)</translation>
+    </message>
+    <message>
+        <source>Canvas opened in a session</source>
+        <translation>Bild in einer Sitzung geöffnet</translation>
+    </message>
+    <message>
+        <source>Statistics reset (target %1): %2</source>
+        <translation>Statistik zurückgesetzt (Ziel %1): %2</translation>
+    </message>
+    <message>
+        <source>Statistics reset (target %1)</source>
+        <translation>Statistik zurückgesetzt (Ziel %1)</translation>
+    </message>
+    <message>
+        <source>Limits changed: %1</source>
+        <translation>Grenzwerte geändert: %1</translation>
+    </message>
+    <message>
+        <source>Canvas closed in a session</source>
+        <translation>Bild in einer Sitzung geschlossen</translation>
+    </message>
+    <message>
+        <source>Script run in a session</source>
+        <translation>Skript in einer Sitzung ausgeführt</translation>
+    </message>
+    <message>
+        <source>System options changed</source>
+        <translation>Systemoptionen geändert</translation>
+    </message>
+    <message>
+        <source>Notification %1</source>
+        <translation>Meldung %1</translation>
+    </message>
+</context>
+<context>
     <name>ConsoleWindow</name>
     <message>
         <source>Control inhibit</source>
@@ -102,6 +246,18 @@
     <message>
         <source>%1 changes/s</source>
         <translation>%1 Änderungen/s</translation>
+    </message>
+    <message>
+        <source>Not trended: %1</source>
+        <translation>Nicht im Trend: %1</translation>
+    </message>
+    <message>
+        <source>Alarms and events</source>
+        <translation>Alarme und Ereignisse</translation>
+    </message>
+    <message>
+        <source>Log</source>
+        <translation>Protokoll</translation>
     </message>
 </context>
 <context>
@@ -204,6 +360,17 @@
     </message>
 </context>
 <context>
+    <name>EventListModel</name>
+    <message>
+        <source>Time</source>
+        <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Event</source>
+        <translation>Ereignis</translation>
+    </message>
+</context>
+<context>
     <name>PointBrowser</name>
     <message>
         <source>Point</source>
@@ -279,6 +446,72 @@
     <message>
         <source>Good</source>
         <translation>Gut</translation>
+    </message>
+    <message>
+        <source>Bad quality</source>
+        <translation>Schlechte Qualität</translation>
+    </message>
+    <message>
+        <source>Quality: %1</source>
+        <translation>Qualität: %1</translation>
+    </message>
+    <message>
+        <source>Tags: %1</source>
+        <translation>Kennzeichen: %1</translation>
+    </message>
+</context>
+<context>
+    <name>TrendModel</name>
+    <message>
+        <source>1 min</source>
+        <translation>1 Min.</translation>
+    </message>
+    <message>
+        <source>10 min</source>
+        <translation>10 Min.</translation>
+    </message>
+    <message>
+        <source>1 h</source>
+        <translation>1 Std.</translation>
+    </message>
+</context>
+<context>
+    <name>TrendView</name>
+    <message>
+        <source>Clear</source>
+        <translation>Leeren</translation>
+    </message>
+    <message>
+        <source>Drop analog points here</source>
+        <translation>Analogpunkte hierher ziehen</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Window:</source>
+        <translation>Zeitfenster:</translation>
+    </message>
+    <message>
+        <source>the point cannot be read</source>
+        <translation>der Datenpunkt kann nicht gelesen werden</translation>
+    </message>
+    <message>
+        <source>the point is in the trend already</source>
+        <translation>der Datenpunkt ist schon im Trend</translation>
+    </message>
+    <message>
+        <source>only analog points have trends</source>
+        <translation>nur Analogpunkte haben Trends</translation>
+    </message>
+    <message>
+        <source>%1 limit %2</source>
+        <translation>%1 Grenzwert %2</translation>
+    </message>
+    <message>
+        <source>the payload names no point the server knows</source>
+        <translation>die Daten nennen keinen Datenpunkt, den der Server kennt</translation>
     </message>
 </context>
 </TS>
