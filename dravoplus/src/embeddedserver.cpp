@@ -362,16 +362,19 @@ int EmbeddedBackend::deleteRecord(const std::string& name)
 
 namespace {
 
-/* A point's stored record keeps its place in memory when a write changes
- * only its value: the new bytes are copied into it rather than the record
- * being replaced by the write's copy. A burst then leaves the records that
- * live on where they were before it, and what the burst allocated (the
- * copies the writes and their events used) is all freed again, so the
- * process can give that memory back instead of keeping every page a moved
- * record landed on. */
+/* A large point record (a text point's) keeps its place in memory when a
+ * write changes only its value: the new bytes are copied into it rather
+ * than the record being replaced by the write's copy. A burst then leaves
+ * those records where they were before it, and the copies the writes made
+ * are freed again at once (their events wait without them, see
+ * WaitingRecord), so the process can give that memory back instead of
+ * keeping every page a moved record landed on. Smaller records are shared
+ * with their events: copying them would cost every write, and their events'
+ * readers would free what the writer allocated. */
 bool overwriteInPlace(DravoData& stored, const DravoData& result)
 {
-    if (stored.recordType() != result.recordType() || stored.GetBufferSize() != result.GetBufferSize() ||
+    if (static_cast<std::size_t>(result.GetBufferSize()) < kLargeRecord ||
+        stored.recordType() != result.recordType() || stored.GetBufferSize() != result.GetBufferSize() ||
         !stored.variableFields().empty() || !result.variableFields().empty() ||
         std::strcmp(stored.GetDataName(), result.GetDataName()) != 0)
         return false;

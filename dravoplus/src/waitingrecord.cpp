@@ -11,10 +11,6 @@ namespace dravo {
 
 namespace {
 
-/* Records smaller than this wait as they are: status and analog records are
- * under a kilobyte, and sharing them costs a count. */
-constexpr std::size_t kTrimFrom = 4096;
-
 /* The length of the raw value without its trailing zeros. */
 std::size_t headLength(const char* raw, std::size_t size)
 {
@@ -41,7 +37,7 @@ WaitingRecord::WaitingRecord(const DravoData& record)
      * with zeros; one with bytes appended behind the fixed part, one with
      * variable fields, or one of a type the dictionary does not know waits
      * as it is. */
-    if (!type || size < kTrimFrom || size != static_cast<std::size_t>(type->size) ||
+    if (!type || size < kLargeRecord || size != static_cast<std::size_t>(type->size) ||
         !record.variableFields().empty()) {
         m_whole = record;
         return;
