@@ -2,6 +2,7 @@
 // a server: the alarm rules and list (raise, acknowledge, clear, limits
 // crossed both ways, priorities), the trend's series and window, reading
 // notifications, and how quality and tags look in the point table.
+#include "consolefixture.h"
 #include "alarmmodel.h"
 #include "alarmrules.h"
 #include "eventlistmodel.h"
@@ -517,9 +518,5 @@ TEST(PointAppearanceTest, BadgesAreDrawnOnePerTag)
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    return mvtest::runConsoleTests(argc, argv);
 }

@@ -7,6 +7,7 @@
 // the row then follows the field's changes. Replacing a value, tagging and a
 // control (refused for its inhibit tag, and executed) are done the way the
 // operator does them, and the window is saved as a screenshot.
+#include "consolefixture.h"
 #include "consolewindow.h"
 #include "controldialog.h"
 #include "eventwait.h"
@@ -46,41 +47,14 @@ const QString kInhibitedSetpoint = QStringLiteral("Millbrook.PumpHall.Pump3.Spee
 // Results come through queued connections: waits keep the event loop turning.
 bool waitUntil(const std::function<bool()>& done)
 {
-    return mvtest::waitUntil(done, std::chrono::seconds(20));
+    return mvtest::waitForConsole(done);
 }
 
-class ConsoleTest : public ::testing::Test
+class ConsoleTest : public mvtest::ConsoleOnSimulatedPlant
 {
 protected:
-    void SetUp() override
-    {
-        mvtest::useIsolatedSettings("mvconsole-test-settings");
-        DravoPlus::SetWaitScale(0.05);
-        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
-        PlantSimulator::Settings settings;
-        settings.plantPath = QStringLiteral(MV_SAMPLE_PLANT);
-        settings.changesPerSecond = 2000;
-        m_simulator = std::make_unique<PlantSimulator>(settings);
-        QString error;
-        ASSERT_TRUE(m_simulator->start(&error)) << error.toStdString();
-        m_window = std::make_unique<ConsoleWindow>();
-        ASSERT_TRUE(m_window->start());
-        m_window->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(m_window.get()));
-    }
+    void SetUp() override { ASSERT_NO_FATAL_FAILURE(startConsole("mvconsole-test-settings", 2000)); }
 
-    void TearDown() override
-    {
-        m_window.reset();
-        m_simulator.reset();
-        DravoPlus::DisConnectMid(nullptr);
-    }
-
-    int pointId(const QString& name) const
-    {
-        const PlantPoint* point = m_window->plant().findPoint(name);
-        return point ? point->id : 0;
-    }
 
     const PointTableModel::Row* rowOf(const QString& name) const
     {
@@ -150,9 +124,6 @@ protected:
         auto* l = dialog->findChild<QLabel*>(QLatin1String(name));
         return l ? l->text() : QStringLiteral("<no label %1>").arg(QLatin1String(name));
     }
-
-    std::unique_ptr<PlantSimulator> m_simulator;
-    std::unique_ptr<ConsoleWindow> m_window;
 };
 
 TEST_F(ConsoleTest, BrowserShowsThePlantByRemoteUnit)
@@ -437,10 +408,5 @@ TEST_F(ConsoleTest, LogViewShowsWhatTheConsoleDid)
 
 int main(int argc, char* argv[])
 {
-    // Offscreen unless the run names a platform (the Xvfb run names xcb).
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    return mvtest::runConsoleTests(argc, argv);
 }

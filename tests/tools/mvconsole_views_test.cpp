@@ -7,6 +7,7 @@
 // The field stands still unless a test drives a point (writeFieldValue, the
 // way the simulated field writes its own changes), so an alarm comes and goes
 // when the test says and no other change of the same point interferes.
+#include "consolefixture.h"
 #include "alarmmodel.h"
 #include "alarmrules.h"
 #include "alarmview.h"
@@ -67,7 +68,7 @@ const QString kSetpoint = QStringLiteral("Millbrook.PumpHall.Pump1.SpeedSetpoint
 
 bool waitUntil(const std::function<bool()>& done)
 {
-    return mvtest::waitUntil(done, std::chrono::seconds(20));
+    return mvtest::waitForConsole(done);
 }
 
 bool isOffscreen()
@@ -96,39 +97,15 @@ int pixelsOf(const QImage& image, const QRect& rect, const QColor& colour, int t
     return count;
 }
 
-class ConsoleViewsTest : public ::testing::Test
+class ConsoleViewsTest : public mvtest::ConsoleOnSimulatedPlant
 {
 protected:
     void SetUp() override
     {
-        mvtest::useIsolatedSettings("mvconsole-views-test-settings");
-        DravoPlus::SetWaitScale(0.05);
-        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
-        PlantSimulator::Settings settings;
-        settings.plantPath = QStringLiteral(MV_SAMPLE_PLANT);
-        settings.changesPerSecond = 0;
-        m_simulator = std::make_unique<PlantSimulator>(settings);
-        QString error;
-        ASSERT_TRUE(m_simulator->start(&error)) << error.toStdString();
-        m_window = std::make_unique<ConsoleWindow>();
-        ASSERT_TRUE(m_window->start());
-        m_window->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(m_window.get()));
+        ASSERT_NO_FATAL_FAILURE(startConsole("mvconsole-views-test-settings", 0));
         ASSERT_TRUE(waitUntil([&] { return m_window->notifications()->isListening(); }));
     }
 
-    void TearDown() override
-    {
-        m_window.reset();
-        m_simulator.reset();
-        DravoPlus::DisConnectMid(nullptr);
-    }
-
-    int pointId(const QString& name) const
-    {
-        const PlantPoint* point = m_window->plant().findPoint(name);
-        return point ? point->id : 0;
-    }
 
     // A field change of the point, then the console's alarm list follows.
     void field(const QString& name, double value)
@@ -220,9 +197,6 @@ protected:
         const QRect r = table->visualRect(table->model()->index(row, column));
         return QRect(table->viewport()->mapTo(table, r.topLeft()), r.size());
     }
-
-    std::unique_ptr<PlantSimulator> m_simulator;
-    std::unique_ptr<ConsoleWindow> m_window;
 };
 
 // ---- Trend ------------------------------------------------------------------
@@ -528,10 +502,5 @@ TEST_F(ConsoleViewsTest, TableScreenshotShowsBadQualityReplacedValuesAndTags)
 
 int main(int argc, char* argv[])
 {
-    // Offscreen unless the run names a platform (the Xvfb run names xcb).
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    return mvtest::runConsoleTests(argc, argv);
 }
