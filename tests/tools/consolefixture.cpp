@@ -8,6 +8,11 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <QtCore/QTimer>
+#include <QtGui/QDrag>
+#include <QtGui/QDropEvent>
+#include <QtGui/QGuiApplication>
+#include <QtGui/QWindow>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 
@@ -48,6 +53,40 @@ int ConsoleOnSimulatedPlant::pointId(const QString& name) const
 {
     const PlantPoint* point = m_window->plant().findPoint(name);
     return point ? point->id : 0;
+}
+
+Qt::DropAction ConsoleOnSimulatedPlant::dragInto(QWidget* source, QWidget* target,
+                                                 const std::function<Qt::DropAction()>& startDrag)
+{
+    const QPoint centre = target->rect().center();
+    if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
+        startDrag();
+        const QList<QDrag*> drags = source->findChildren<QDrag*>();
+        return drags.isEmpty() ? Qt::IgnoreAction : deliverDrop(target, centre, drags.last()->mimeData());
+    }
+    QWindow* window = m_window->windowHandle();
+    const QPoint inWindow = target->mapTo(m_window.get(), centre);
+    QTimer::singleShot(100, m_window.get(), [=] { QTest::mouseMove(window, inWindow); });
+    QTimer::singleShot(200, m_window.get(), [=] { QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, inWindow); });
+    QTimer guard;
+    guard.setSingleShot(true);
+    QObject::connect(&guard, &QTimer::timeout, [] { QDrag::cancel(); });
+    guard.start(5000);
+    return startDrag();
+}
+
+Qt::DropAction ConsoleOnSimulatedPlant::deliverDrop(QWidget* target, const QPoint& pos, const QMimeData* payload)
+{
+    const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
+    QDragEnterEvent enter(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &enter);
+    if (!enter.isAccepted())
+        return Qt::IgnoreAction;
+    QDragMoveEvent move(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &move);
+    QDropEvent drop(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &drop);
+    return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
 }
 
 int runConsoleTests(int argc, char* argv[])

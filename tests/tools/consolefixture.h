@@ -9,7 +9,10 @@
 #include "consolewindow.h"
 #include "plantsimulator.h"
 
+#include <QtCore/QMimeData>
+#include <QtCore/QPoint>
 #include <QtCore/QString>
+#include <QtWidgets/QWidget>
 
 #include <gtest/gtest.h>
 
@@ -32,6 +35,15 @@ protected:
     void TearDown() override;
 
     int pointId(const QString& name) const;
+
+    /* Drops a payload on target by a drag that startDrag begins from source.
+     * On a real display (Xvfb) the platform's drag loop runs: the mouse moves
+     * over the target and is released there, and a guard cancels a drag that
+     * never ends. The offscreen platform has no drag loop (its drags end at
+     * once without a drop), so there the payload the drag carried is
+     * delivered as the drop events a loop would send. */
+    Qt::DropAction dragInto(QWidget* source, QWidget* target, const std::function<Qt::DropAction()>& startDrag);
+    static Qt::DropAction deliverDrop(QWidget* target, const QPoint& pos, const QMimeData* payload);
 
     std::unique_ptr<PlantSimulator> m_simulator;
     std::unique_ptr<ConsoleWindow> m_window;

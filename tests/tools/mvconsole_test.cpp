@@ -66,48 +66,14 @@ protected:
         m_window->table()->selectRow(m_window->model()->rowOfPoint(pointId(name)));
     }
 
-    // Drags the point from the browser and drops it on the table. On a real
-    // display (Xvfb) the platform's drag loop runs: once it does, the mouse
-    // moves over the table and is released there, and a guard cancels a drag
-    // that never ends. The offscreen platform has no drag loop (its drags end
-    // at once without a drop), so there the payload the browser's drag
-    // carried is delivered to the table as the drop events a loop would send.
+    // Drags the point from the browser and drops it on the table.
     Qt::DropAction dragIntoTable(const QString& name)
     {
         QTreeWidgetItem* item = m_window->browser()->itemOfPoint(pointId(name));
         if (!item)
             return Qt::IgnoreAction;
-        QWidget* viewport = m_window->table()->viewport();
-        const QPoint target = viewport->rect().center();
-        if (QGuiApplication::platformName() == QLatin1String("offscreen")) {
-            m_window->browser()->dragPoint(item);
-            const QList<QDrag*> drags = m_window->browser()->findChildren<QDrag*>();
-            return drags.isEmpty() ? Qt::IgnoreAction : deliverDrop(viewport, target, drags.last()->mimeData());
-        }
-        QWindow* window = m_window->windowHandle();
-        const QPoint inWindow = viewport->mapTo(m_window.get(), target);
-        QTimer::singleShot(100, m_window.get(), [=] { QTest::mouseMove(window, inWindow); });
-        QTimer::singleShot(200, m_window.get(),
-                           [=] { QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, inWindow); });
-        QTimer guard;
-        guard.setSingleShot(true);
-        QObject::connect(&guard, &QTimer::timeout, [] { QDrag::cancel(); });
-        guard.start(5000);
-        return m_window->browser()->dragPoint(item);
-    }
-
-    static Qt::DropAction deliverDrop(QWidget* viewport, const QPoint& pos, const QMimeData* payload)
-    {
-        const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
-        QDragEnterEvent enter(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(viewport, &enter);
-        if (!enter.isAccepted())
-            return Qt::IgnoreAction;
-        QDragMoveEvent move(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(viewport, &move);
-        QDropEvent drop(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(viewport, &drop);
-        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+        PointBrowser* browser = m_window->browser();
+        return dragInto(browser, m_window->table()->viewport(), [=] { return browser->dragPoint(item); });
     }
 
     ControlDialog* openControl(const QString& name)

@@ -71,11 +71,6 @@ bool waitUntil(const std::function<bool()>& done)
     return mvtest::waitForConsole(done);
 }
 
-bool isOffscreen()
-{
-    return QGuiApplication::platformName() == QLatin1String("offscreen");
-}
-
 QString screenshotPath(const QString& name)
 {
     return QStringLiteral(MV_SCREENSHOT_DIR "/mvconsole-%1-%2.png").arg(name, QGuiApplication::platformName());
@@ -116,44 +111,6 @@ protected:
     const AlarmModel::Alarm* alarmOf(const QString& name) const
     {
         return m_window->alarms()->alarm(m_window->alarms()->rowOfAlarm(pointId(name)));
-    }
-
-    // Drops a payload on a widget: on a real display the platform's drag
-    // loop runs (the mouse moves over the target and is released there; a
-    // guard cancels a drag that never ends); offscreen, where drags end at
-    // once, the payload the drag carried is delivered as the loop would.
-    Qt::DropAction dragInto(QWidget* source, QWidget* target, const std::function<Qt::DropAction()>& startDrag)
-    {
-        const QPoint centre = target->rect().center();
-        if (isOffscreen()) {
-            startDrag();
-            const QList<QDrag*> drags = source->findChildren<QDrag*>();
-            return drags.isEmpty() ? Qt::IgnoreAction : deliverDrop(target, centre, drags.last()->mimeData());
-        }
-        QWindow* window = m_window->windowHandle();
-        const QPoint inWindow = target->mapTo(m_window.get(), centre);
-        QTimer::singleShot(100, m_window.get(), [=] { QTest::mouseMove(window, inWindow); });
-        QTimer::singleShot(200, m_window.get(),
-                           [=] { QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, inWindow); });
-        QTimer guard;
-        guard.setSingleShot(true);
-        QObject::connect(&guard, &QTimer::timeout, [] { QDrag::cancel(); });
-        guard.start(5000);
-        return startDrag();
-    }
-
-    static Qt::DropAction deliverDrop(QWidget* target, const QPoint& pos, const QMimeData* payload)
-    {
-        const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
-        QDragEnterEvent enter(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
-        if (!enter.isAccepted())
-            return Qt::IgnoreAction;
-        QDragMoveEvent move(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &move);
-        QDropEvent drop(pos, actions, payload, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &drop);
-        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
     }
 
     Qt::DropAction dragFromBrowserToTrend(const QString& name)
