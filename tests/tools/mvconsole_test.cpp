@@ -66,6 +66,14 @@ protected:
         m_window->table()->selectRow(m_window->model()->rowOfPoint(pointId(name)));
     }
 
+    // The simulated driver that serves the point's remote unit; null if none.
+    SimulatedFieldDriver* driverOf(const PlantPoint& point) const
+    {
+        int driver = 0;
+        int channel = 0;
+        return m_window->plant().route(point.rtuId, driver, channel) ? m_simulator->driver(driver) : nullptr;
+    }
+
     // Drags the point from the browser and drops it on the table.
     Qt::DropAction dragIntoTable(const QString& name)
     {
@@ -250,14 +258,12 @@ TEST_F(ConsoleTest, ControlDialogStaysResponsiveWhileWaitingAndCancelEndsTheCont
 {
     const PlantPoint* setpoint = m_window->plant().findPoint(kFreeSetpoint);
     ASSERT_NE(setpoint, nullptr);
-    int driver = 0;
-    int channel = 0;
-    ASSERT_TRUE(m_window->plant().route(setpoint->rtuId, driver, channel));
-    ASSERT_NE(m_simulator->driver(driver), nullptr);
+    SimulatedFieldDriver* driver = driverOf(*setpoint);
+    ASSERT_NE(driver, nullptr);
     SimulatedFieldDriver::Answer silent;
     silent.silent = true;
     silent.apply = false;
-    m_simulator->driver(driver)->answerForPoint(setpoint->id, silent);
+    driver->answerForPoint(setpoint->id, silent);
     // The set-point's wait is the full 30 s: only Cancel ends it here.
     DravoPlus::SetWaitScale(1.0);
 
@@ -302,7 +308,7 @@ TEST_F(ConsoleTest, ControlDialogStaysResponsiveWhileWaitingAndCancelEndsTheCont
         << m_window->log()->toPlainText().toStdString();
 
     // The dialog is ready for the next control: the driver answers again.
-    m_simulator->driver(driver)->clearAnswers();
+    driver->clearAnswers();
     send->click();
     ASSERT_TRUE(waitUntil([&] { return label(dialog, "controlState") == QStringLiteral("Done"); }));
     EXPECT_EQ(label(dialog, "resultKind"), QStringLiteral("Answered by the driver"));
@@ -315,14 +321,12 @@ TEST_F(ConsoleTest, ControlDialogShowsDriverAndPointTextLiterally)
 {
     const PlantPoint* setpoint = m_window->plant().findPoint(kFreeSetpoint);
     ASSERT_NE(setpoint, nullptr);
-    int driver = 0;
-    int channel = 0;
-    ASSERT_TRUE(m_window->plant().route(setpoint->rtuId, driver, channel));
-    ASSERT_NE(m_simulator->driver(driver), nullptr);
+    SimulatedFieldDriver* driver = driverOf(*setpoint);
+    ASSERT_NE(driver, nullptr);
     SimulatedFieldDriver::Answer refusal;
     refusal.failwhy = Morvane::UndefinedError; // the driver's own message is shown
     refusal.failMessage = QStringLiteral("<b>x</b>");
-    m_simulator->driver(driver)->answerForPoint(setpoint->id, refusal);
+    driver->answerForPoint(setpoint->id, refusal);
 
     ASSERT_TRUE(m_window->watchPoint(kFreeSetpoint));
     ControlDialog* dialog = openControl(kFreeSetpoint);
