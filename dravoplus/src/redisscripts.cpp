@@ -539,9 +539,9 @@ for entry = 1, count do
   results[#results + 1] = form
 end
 local writes = {}
-for name, form in pairs(forms) do
-  writes[#writes + 1] = P .. 'rec:' .. name
-  writes[#writes + 1] = form
+for k, name in ipairs(names) do
+  writes[#writes + 1] = keys[k]
+  writes[#writes + 1] = forms[name]
 end
 for first = 1, #writes, 2000 do
   redis.call('MSET', unpack(writes, first, math.min(first + 1999, #writes)))
