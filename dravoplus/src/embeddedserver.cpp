@@ -362,19 +362,16 @@ int EmbeddedBackend::deleteRecord(const std::string& name)
 
 namespace {
 
-/* A large point record (a text point's) keeps its place in memory when a
- * write changes only its value: the new bytes are copied into it rather
- * than the record being replaced by the write's copy. A burst then leaves
- * those records where they were before it, and the copies the writes made
- * are freed again at once (their events wait without them, see
- * WaitingRecord), so the process can give that memory back instead of
- * keeping every page a moved record landed on. Smaller records are shared
- * with their events: copying them would cost every write, and their events'
- * readers would free what the writer allocated. */
+/* A point record keeps its place in memory when a write changes only its
+ * value: the new bytes are copied into it rather than the record being
+ * replaced by the write's copy, which goes out with the change alone. Every
+ * stored record then stays where the plant's load put it, and a burst
+ * leaves none of them on pages it took, which the process could then never
+ * give back. A stored record that a reader still holds is copied first, so
+ * the reader keeps what it read. */
 bool overwriteInPlace(DravoData& stored, const DravoData& result)
 {
-    if (static_cast<std::size_t>(result.GetBufferSize()) < kLargeRecord ||
-        stored.recordType() != result.recordType() || stored.GetBufferSize() != result.GetBufferSize() ||
+    if (stored.recordType() != result.recordType() || stored.GetBufferSize() != result.GetBufferSize() ||
         !stored.variableFields().empty() || !result.variableFields().empty() ||
         std::strcmp(stored.GetDataName(), result.GetDataName()) != 0)
         return false;

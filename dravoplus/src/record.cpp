@@ -12,6 +12,7 @@
 
 #include "dictionary.h"
 #include "fieldcodec.h"
+#include "largeblocks.h"
 #include "partialwrite.h"
 
 #include <algorithm>
@@ -125,13 +126,24 @@ struct DravoData::Contents {
     std::string dataName;
     RawBytes raw;
     std::vector<VariableField> fields;
+    std::size_t blockLength = 0;  /* of a large record's own block; 0: on the heap */
 
-    /* Contents in one block with room for a raw value of that many bytes. */
+    /* Contents in one block with room for a raw value of that many bytes:
+     * a block of its own for a large record (see largeblocks.h), else one
+     * from the heap. */
     static Contents* make(std::size_t room)
     {
         static_assert(alignof(Contents) <= alignof(std::max_align_t), "the raw value's room follows the contents");
-        void* block = ::operator new(sizeof(Contents) + room);
-        return new (block) Contents(room);
+        const std::size_t bytes = sizeof(Contents) + room;
+        if (room >= dravo::kLargeRecord) {
+            std::size_t length = 0;
+            if (void* block = dravo::takeLargeBlock(bytes, length)) {
+                Contents* contents = new (block) Contents(room);
+                contents->blockLength = length;
+                return contents;
+            }
+        }
+        return new (::operator new(bytes)) Contents(room);
     }
     /* A copy of other's, for a record about to change. */
     static Contents* copyOf(const Contents& other)
@@ -146,8 +158,12 @@ struct DravoData::Contents {
     }
     static void release(Contents* contents)
     {
+        const std::size_t blockLength = contents->blockLength;
         contents->~Contents();
-        ::operator delete(contents);
+        if (blockLength != 0)
+            dravo::giveBackLargeBlock(contents, blockLength);
+        else
+            ::operator delete(contents);
     }
 
 private:

@@ -14,17 +14,13 @@
 
 #include <DravoPlus/DravoData.h>
 
+#include "largeblocks.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
 
 namespace dravo {
-
-/* Records from this size on are mostly padding (a text point's record is
- * some 15 KB): they wait in boxes without it, and a write copies its value
- * into the stored record rather than replacing it. Status and analog
- * records, under a kilobyte, are shared instead, which costs a count. */
-constexpr std::size_t kLargeRecord = 4096;
 
 class WaitingRecord
 {

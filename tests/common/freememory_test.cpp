@@ -5,6 +5,9 @@
 
 #include <MVShared/FreeMemory.h>
 
+#include <DravoPlus/DravoPlus.h>
+#include <DravoPlus/DravoPlusTesting.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -40,6 +43,20 @@ TEST(FreeMemoryTest, FreedHeapMemoryLeavesTheResidentSizeWhenGivenBack)
     const long after = mvtest::residentKb();
     std::free(pin);
     EXPECT_LT(after, before - 32 * 1024) << "resident KiB before " << before << ", after " << after;
+}
+
+// A program that gives memory back after a burst gives back the blocks
+// kept for large records too, under any allocator.
+TEST(FreeMemoryTest, TheBlocksKeptForLargeRecordsAreGivenBackToo)
+{
+    {
+        std::vector<DravoData> texts;
+        for (int pid = 1; pid <= 100; ++pid)
+            texts.emplace_back("TEXT", "TX.FREED");
+    }
+    ASSERT_GT(DravoPlus::LargeRecordMemory().spare, 0u);
+    Morvane::returnFreeMemory();
+    EXPECT_EQ(DravoPlus::LargeRecordMemory().spare, 0u);
 }
 
 } // namespace

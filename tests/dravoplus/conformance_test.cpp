@@ -18,6 +18,7 @@
 #include <memory>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include <malloc.h>
 #include <sys/stat.h>
@@ -1053,6 +1054,34 @@ TEST_P(MiddlewareTest, EachChangeAndEachReadKeepTheValueOfItsOwnMoment)
     EXPECT_EQ(now.GetSignedIntValue("pid"), 41);
 }
 
+// A write that changes only a point's value copies it into the stored
+// record, which stays where the plant's load put it: a burst leaves no
+// stored record on the pages it took.
+TEST_P(MiddlewareTest, AWriteLeavesTheStoredRecordWhereItIs)
+{
+    if (!isEmbedded())
+        GTEST_SKIP() << "a Redis server keeps the records outside this process";
+    DravoData analog("ANALOG");
+    analog.PutValue("pid", 42);
+    const std::string a = storeRecord("InPlace", analog);
+    const char* where = nullptr;
+    {
+        DravoData read;
+        ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), read, nullptr, nullptr), DRAVO_OK);
+        where = std::as_const(read).GetRawValue();
+    }
+    for (int step = 1; step <= 3; ++step) {
+        DravoPartialData level("ANALOG", a.c_str());
+        level.PutValue("lastvalue", step * 1.5);
+        ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, level, nullptr, nullptr), DRAVO_OK);
+    }
+    DravoData now;
+    ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), now, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(std::as_const(now).GetRawValue(), where);
+    EXPECT_EQ(now.GetDoubleValue("lastvalue"), 4.5);
+    EXPECT_EQ(now.GetSignedIntValue("pid"), 42);
+}
+
 TEST_P(MiddlewareTest, PartialPutsWithNoPublishPublishNothing)
 {
     unsigned int port = 0;
@@ -1305,7 +1334,7 @@ TEST_P(MiddlewareTest, WaitingTextRecordsCostTheirContentNotTheirPadding)
     ASSERT_EQ(openBox(boxName("Backlog"), kind, kWaiting, port), DRAVO_OK);
     const auto heapInUse = [] {
         const struct mallinfo2 heap = mallinfo2();
-        return static_cast<long>(heap.uordblks + heap.hblkhd);
+        return static_cast<long>(heap.uordblks + heap.hblkhd + DravoPlus::LargeRecordMemory().inUse);
     };
     const long before = heapInUse();
     for (int pid = 1; pid <= kWaiting; ++pid) {

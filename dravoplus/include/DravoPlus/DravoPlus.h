@@ -312,6 +312,12 @@ DRAVOPLUS_EXPORT int GetEventKind(const char* eventName);
 DRAVOPLUS_EXPORT std::string SerializeRecord(const DravoData& record);
 DRAVOPLUS_EXPORT int DeserializeRecord(const void* bytes, std::size_t size, DravoData& out);
 
+/* Large records (a text point's, some 15 KB) take memory of their own, and a
+ * few megabytes of it are kept after they are freed, for the next ones.
+ * This gives the kept memory back to the system, as a program does after a
+ * burst; the bytes given back. */
+DRAVOPLUS_EXPORT std::size_t ReleaseSpareRecordMemory();
+
 /* ---- Timing -------------------------------------------------------------- */
 
 /* Every wait, lease and expiry is multiplied by this factor (default 1, or

@@ -7,7 +7,8 @@
  *     process that dies;
  *   - the call recorder, which shows the calls a program made, with their
  *     arguments and results;
- *   - the embedded server's simulated outage.
+ *   - the embedded server's simulated outage;
+ *   - what large records hold in memory.
  *
  * Production code has no use for any of it.
  */
@@ -16,6 +17,7 @@
 
 #include <DravoPlus/DravoPlus.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +33,12 @@ struct DravoRecordedCall {
     std::vector<DravoData> records;             /* records sent */
     std::vector<DravoPartialData> partials;     /* partial records written */
     int result = 0;
+};
+
+/* What large records hold in memory (see LargeRecordMemory). */
+struct DravoLargeRecordMemory {
+    std::size_t inUse = 0;  /* bytes held by records that exist */
+    std::size_t spare = 0;  /* bytes of freed ones kept for reuse */
 };
 
 namespace DravoPlus {
@@ -63,6 +71,12 @@ DRAVOPLUS_EXPORT std::vector<DravoRecordedCall> TakeRecordedCalls(const char* op
  * connection reconnect and hear onMidConnected. DRAVO_BAD_ARGUMENT when the
  * process does not use the embedded server. */
 DRAVOPLUS_EXPORT int SetEmbeddedServerOnline(bool online);
+
+/* ---- The memory of large records ----------------------------------------- */
+
+/* What large records hold now; ReleaseSpareRecordMemory gives the spare
+ * bytes back. */
+DRAVOPLUS_EXPORT DravoLargeRecordMemory LargeRecordMemory();
 
 } // namespace DravoPlus
 

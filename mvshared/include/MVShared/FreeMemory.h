@@ -15,10 +15,12 @@
 
 namespace Morvane {
 
-/* Returns the free memory of every allocator arena that can be returned to
- * the system; true when it could be done. False where the C library's
- * allocator is not the one in use (another C library, or a sanitizer's
- * allocator standing in for it): nothing is done there. */
+/* Returns the memory kept for large records (see
+ * DravoPlus::ReleaseSpareRecordMemory) and the free memory of every
+ * allocator arena that can be returned to the system; true when the arenas
+ * could be trimmed. False where the C library's allocator is not the one in
+ * use (another C library, or a sanitizer's allocator standing in for it):
+ * the arenas are left alone there. */
 MVSHARED_EXPORT bool returnFreeMemory();
 
 } // namespace Morvane
