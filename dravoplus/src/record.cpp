@@ -198,10 +198,15 @@ DravoData::Contents& DravoData::editForRaw(std::size_t size)
         return *m_contents;
     Contents* fresh = Contents::make(size);
     if (m_contents) {
+        /* A burst's change records have no name and no variable fields:
+         * nothing to copy for most of them. */
         fresh->type = m_contents->type;
-        fresh->typeName = m_contents->typeName;
-        fresh->dataName = m_contents->dataName;
-        fresh->fields = m_contents->fields;
+        if (!m_contents->typeName.empty())
+            fresh->typeName = m_contents->typeName;
+        if (!m_contents->dataName.empty())
+            fresh->dataName = m_contents->dataName;
+        if (!m_contents->fields.empty())
+            fresh->fields = m_contents->fields;
         if (m_contents->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
             Contents::release(m_contents);
     }

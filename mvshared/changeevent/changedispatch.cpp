@@ -12,6 +12,7 @@
 
 #include "changepacket.h"
 
+#include <QtCore/QMetaMethod>
 #include <QtCore/QString>
 #include <QtCore/QThread>
 
@@ -32,11 +33,28 @@ void appendTaken(QList<DravoData>& list, DravoData& change)
     list.last() = std::move(change);
 }
 
+/* The signals of client mode that somebody listens to when a batch comes:
+ * the lists and maps nobody would get are not made. */
+struct WantedSignals {
+    bool points = true;
+    bool statusList = true;
+    bool statusMap = true;
+    bool analogList = true;
+    bool analogMap = true;
+    bool textList = true;
+    bool textMap = true;
+    bool nonPoints = true;
+};
+
 /* The changes of one received list in client mode. The lists keep every
- * change in arrival order; the maps keep the latest change of each point. */
+ * change in arrival order; the maps keep the latest change of each point.
+ * Each is kept only when its signal is wanted (the merged point data needs
+ * the status and text maps); the counts are kept either way. */
 class ClientBatch
 {
 public:
+    explicit ClientBatch(const WantedSignals& wanted);
+
     /* Room for that many more changes of any one kind. */
     void expect(int more);
     void add(DravoData& change);
@@ -47,6 +65,10 @@ public:
     /* Remote unit and channel records, by type name, then id. */
     QList<DravoData> nonPointList() const;
 
+    const WantedSignals wanted;
+    int statusCount = 0;
+    int analogCount = 0;
+    int textCount = 0;
     QList<DravoData> statusList;
     QList<DravoData> analogList;
     QList<DravoData> textList;
@@ -56,15 +78,36 @@ public:
     QMap<QString, mapEvent> nonPoints;
 
 private:
+    /* Kept for the maps: the list took the change itself. */
+    void keep(QList<DravoData>& list, bool inList, mapEvent& map, bool inMap, int id, DravoData& change);
+
+    const bool m_keepStatusMap;
+    const bool m_keepTextMap;
     /* A point id that came both as a status and as a text change (which
      * the runtime never sends) is listed as the kind that came last. */
     QMap<int, ChangePacket::Kind> m_lastOfBoth;
 };
 
+ClientBatch::ClientBatch(const WantedSignals& wanted)
+    : wanted(wanted), m_keepStatusMap(wanted.statusMap || wanted.points), m_keepTextMap(wanted.textMap || wanted.points)
+{
+}
+
 void ClientBatch::expect(int more)
 {
-    for (QList<DravoData>* list : {&statusList, &analogList, &textList})
-        list->reserve(list->size() + more);
+    for (auto [list, kept] : {std::pair{&statusList, wanted.statusList}, std::pair{&analogList, wanted.analogList},
+                              std::pair{&textList, wanted.textList}}) {
+        if (kept)
+            list->reserve(list->size() + more);
+    }
+}
+
+void ClientBatch::keep(QList<DravoData>& list, bool inList, mapEvent& map, bool inMap, int id, DravoData& change)
+{
+    if (inMap)
+        map.insert(id, change);
+    if (inList)
+        appendTaken(list, change);
 }
 
 void ClientBatch::add(DravoData& change)
@@ -73,23 +116,24 @@ void ClientBatch::add(DravoData& change)
     const int id = ChangePacket::pointIdOf(change, kind);
     switch (kind) {
     case ChangePacket::Analog:
-        analogMap.insert(id, change);
-        appendTaken(analogList, change);
+        ++analogCount;
+        keep(analogList, wanted.analogList, analogMap, wanted.analogMap, id, change);
         break;
     case ChangePacket::Status:
-        if (!textMap.isEmpty() && textMap.contains(id))
+        ++statusCount;
+        if (wanted.points && !textMap.isEmpty() && textMap.contains(id))
             m_lastOfBoth.insert(id, kind);
-        statusMap.insert(id, change);
-        appendTaken(statusList, change);
+        keep(statusList, wanted.statusList, statusMap, m_keepStatusMap, id, change);
         break;
     case ChangePacket::Text:
-        if (!statusMap.isEmpty() && statusMap.contains(id))
+        ++textCount;
+        if (wanted.points && !statusMap.isEmpty() && statusMap.contains(id))
             m_lastOfBoth.insert(id, kind);
-        textMap.insert(id, change);
-        appendTaken(textList, change);
+        keep(textList, wanted.textList, textMap, m_keepTextMap, id, change);
         break;
     default:
-        nonPoints[QString::fromLatin1(change.GetTypeName())][id] = std::move(change);
+        if (wanted.nonPoints)
+            nonPoints[QString::fromLatin1(change.GetTypeName())][id] = std::move(change);
         break;
     }
 }
@@ -189,7 +233,16 @@ void MorvaneChangeEvent::compressData(DravoDataList& list)
  * the displays expect: the merged point data first, then by kind. */
 void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
 {
-    ClientBatch batch;
+    WantedSignals wanted;
+    wanted.points = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::dataChanged));
+    wanted.statusList = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::statusChanged));
+    wanted.statusMap = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::statusChangedMap));
+    wanted.analogList = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::analogChanged));
+    wanted.analogMap = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::analogChangedMap));
+    wanted.textList = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::textChanged));
+    wanted.textMap = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::textChangedMap));
+    wanted.nonPoints = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::nonPointdataChanged));
+    ClientBatch batch(wanted);
     const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
     QList<DravoData> changes;
     for (const DravoData& packet : packets) {
@@ -212,19 +265,25 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
             batch.add(change);
         }
     }
-    if (!batch.statusMap.isEmpty() || !batch.textMap.isEmpty())
+    if (wanted.points && (batch.statusCount > 0 || batch.textCount > 0))
         Q_EMIT dataChanged(batch.pointList());
-    if (!batch.statusMap.isEmpty()) {
-        Q_EMIT statusChanged(batch.statusList);
-        Q_EMIT statusChangedMap(batch.statusMap);
+    if (batch.statusCount > 0) {
+        if (wanted.statusList)
+            Q_EMIT statusChanged(batch.statusList);
+        if (wanted.statusMap)
+            Q_EMIT statusChangedMap(batch.statusMap);
     }
-    if (!batch.analogMap.isEmpty()) {
-        Q_EMIT analogChanged(batch.analogList);
-        Q_EMIT analogChangedMap(batch.analogMap);
+    if (batch.analogCount > 0) {
+        if (wanted.analogList)
+            Q_EMIT analogChanged(batch.analogList);
+        if (wanted.analogMap)
+            Q_EMIT analogChangedMap(batch.analogMap);
     }
-    if (!batch.textList.isEmpty()) {
-        Q_EMIT textChanged(batch.textList);
-        Q_EMIT textChangedMap(batch.textMap);
+    if (batch.textCount > 0) {
+        if (wanted.textList)
+            Q_EMIT textChanged(batch.textList);
+        if (wanted.textMap)
+            Q_EMIT textChangedMap(batch.textMap);
     }
     if (!batch.nonPoints.isEmpty())
         Q_EMIT nonPointdataChanged(batch.nonPointList());

@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 namespace {
@@ -194,19 +195,39 @@ QByteArray decompressedBody(const DravoData& packed)
 /* One item: a fresh record of the tag's type takes as many of the item's
  * bytes as its buffer holds (a short item leaves the rest zero). An item
  * without a tag or with an unknown one gives nothing. */
-void readItem(const char* item, quint32 length, QList<DravoData>& changes)
+/* The records a packet's changes are made from, one of each kind carried:
+ * their types are looked up in the dictionary once a packet rather than
+ * once a change. */
+class ChangeRecords
+{
+public:
+    const DravoData& of(const CarriedKind& carried)
+    {
+        DravoData& prototype = m_prototypes[static_cast<std::size_t>(&carried - kCarriedKinds)];
+        if (!*prototype.GetTypeName())
+            prototype = DravoData(carried.changeType);
+        return prototype;
+    }
+
+private:
+    DravoData m_prototypes[std::size(kCarriedKinds)];
+};
+
+void readItem(const char* item, quint32 length, ChangeRecords& records, QList<DravoData>& changes)
 {
     if (length == 0)
         return;
     const CarriedKind* carried = carriedWithTag(static_cast<quint8>(item[0]));
     if (!carried)
         return;
-    changes.append(DravoData());
+    const DravoData& prototype = records.of(*carried);
+    changes.append(prototype);   // a dictionary without the type: a record that is not good
+    if (!prototype.recordType())
+        return;
     DravoData& change = changes.last();   // filled in place: records can be large
     const auto bytes = static_cast<int>(
         std::min<qint64>(ChangePacket::changeRecordSize(carried->kind), static_cast<qint64>(length) - 1));
-    if (change.SetMidType(carried->changeType, item + 1, bytes) != DRAVO_OK)
-        change = DravoData(carried->changeType);   // a dictionary without the type: a record that is not good
+    change.SetRawValue(item + 1, bytes);
 }
 
 /* Walks the items in place rather than copying each out as a QByteArray,
@@ -298,7 +319,10 @@ bool ChangePacket::read(const DravoData& packed, QList<DravoData>& changes)
         return !claimsABody(packed);
     if (!withinLimits(body))
         return false;
-    forEachItem(body, [&changes](const char* item, quint32 length) { readItem(item, length, changes); });
+    ChangeRecords records;
+    forEachItem(body, [&records, &changes](const char* item, quint32 length) {
+        readItem(item, length, records, changes);
+    });
     return true;
 }
 

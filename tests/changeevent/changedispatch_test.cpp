@@ -168,6 +168,62 @@ TEST_F(DispatchTest, LaterStatusWinsOverAnEarlierTextOfTheSameId)
     EXPECT_EQ(rawBytes(data.records[0]), rawBytes(status));
 }
 
+// A receiver makes only the lists and maps somebody listens to; each signal
+// that has a listener gets what it would get with every signal listened to.
+TEST_F(DispatchTest, DataChangedAloneStillGetsTheLatestOfEachPointMerged)
+{
+    MorvaneChangeEvent* client = newReceiver();
+    QSignalSpy data(client, &MorvaneChangeEvent::dataChanged);
+    const DravoData text = changed("CHANGED_TEXT", 3000005, 1);
+    const DravoData status = changed("CHANGED_STATUS", 100002, 2);
+    const DravoData laterText = changed("CHANGED_TEXT", 3000005, 3);
+    const DravoData sharedStatus = changed("CHANGED_STATUS", 3000007, 4);
+    const DravoData sharedText = changed("CHANGED_TEXT", 3000007, 5);   // same id, later: wins
+    DravoDataList list = listOf({packetOfChanges({text, status, sharedStatus, laterText, sharedText})});
+    client->compressData(list);
+
+    ASSERT_EQ(data.count(), 1);
+    const auto records = data.at(0).at(0).value<QList<DravoData>>();
+    ASSERT_EQ(records.size(), 3);
+    EXPECT_EQ(rawBytes(records[0]), rawBytes(status));
+    EXPECT_EQ(rawBytes(records[1]), rawBytes(laterText));
+    EXPECT_STREQ(records[2].GetTypeName(), "CHANGED_TEXT");
+    EXPECT_EQ(rawBytes(records[2]), rawBytes(sharedText));
+}
+
+TEST_F(DispatchTest, EachListenedSignalGetsItsWholeContentWhateverElseIsListenedTo)
+{
+    MorvaneChangeEvent* client = newReceiver();
+    QSignalSpy statusMap(client, &MorvaneChangeEvent::statusChangedMap);
+    QSignalSpy analog(client, &MorvaneChangeEvent::analogChanged);
+    QSignalSpy textMap(client, &MorvaneChangeEvent::textChangedMap);
+    QSignalSpy nonPoints(client, &MorvaneChangeEvent::nonPointdataChanged);
+    const DravoData firstStatus = changed("CHANGED_STATUS", 100004, 1);
+    const DravoData analogA = changed("CHANGED_ANALOG", 200002, 2);
+    const DravoData laterStatus = changed("CHANGED_STATUS", 100004, 3);
+    const DravoData analogB = changed("CHANGED_ANALOG", 200001, 4);
+    const DravoData otherStatus = changed("CHANGED_STATUS", 100001, 5);
+    const DravoData unit = changed("REMOTEUNIT", 7, 6);
+    DravoDataList list = listOf({packetOfChanges({firstStatus, analogA, laterStatus}),
+                                 packetOfChanges({analogB, otherStatus, unit})});
+    client->compressData(list);
+
+    ASSERT_EQ(statusMap.count(), 1);
+    const auto map = statusMap.at(0).at(0).value<mapEvent>();
+    EXPECT_EQ(map.keys(), (QList<int>{100001, 100004}));
+    EXPECT_EQ(rawBytes(map.value(100004)), rawBytes(laterStatus));
+    ASSERT_EQ(analog.count(), 1);
+    const auto analogs = analog.at(0).at(0).value<QList<DravoData>>();
+    ASSERT_EQ(analogs.size(), 2);
+    EXPECT_EQ(rawBytes(analogs[0]), rawBytes(analogA));
+    EXPECT_EQ(rawBytes(analogs[1]), rawBytes(analogB));
+    EXPECT_EQ(textMap.count(), 0) << "a batch without text changes";
+    ASSERT_EQ(nonPoints.count(), 1);
+    const auto units = nonPoints.at(0).at(0).value<QList<DravoData>>();
+    ASSERT_EQ(units.size(), 1);
+    EXPECT_EQ(rawBytes(units[0]), rawBytes(unit));
+}
+
 TEST_F(DispatchTest, RemoteUnitOnlyBatchEmitsOnlyNonPointData)
 {
     MorvaneChangeEvent* client = newReceiver();
