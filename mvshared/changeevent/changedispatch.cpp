@@ -55,9 +55,8 @@ class ClientBatch
 public:
     explicit ClientBatch(const WantedSignals& wanted);
 
-    /* Room for that many more changes of any one kind. */
-    void expect(int more);
-    void add(DravoData& change);
+    /* Takes change, of that kind, leaving it empty. */
+    void add(DravoData& change, ChangePacket::Kind kind);
 
     /* The latest status or text change of each point, by ascending id: the
      * displays' "data" (analog values have their own signals). */
@@ -93,15 +92,6 @@ ClientBatch::ClientBatch(const WantedSignals& wanted)
 {
 }
 
-void ClientBatch::expect(int more)
-{
-    for (auto [list, kept] : {std::pair{&statusList, wanted.statusList}, std::pair{&analogList, wanted.analogList},
-                              std::pair{&textList, wanted.textList}}) {
-        if (kept)
-            list->reserve(list->size() + more);
-    }
-}
-
 void ClientBatch::keep(QList<DravoData>& list, bool inList, mapEvent& map, bool inMap, int id, DravoData& change)
 {
     if (inMap)
@@ -110,9 +100,8 @@ void ClientBatch::keep(QList<DravoData>& list, bool inList, mapEvent& map, bool 
         appendTaken(list, change);
 }
 
-void ClientBatch::add(DravoData& change)
+void ClientBatch::add(DravoData& change, ChangePacket::Kind kind)
 {
-    const ChangePacket::Kind kind = ChangePacket::kindOfChange(change.GetTypeName());
     const int id = ChangePacket::pointIdOf(change, kind);
     switch (kind) {
     case ChangePacket::Analog:
@@ -244,9 +233,13 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
     wanted.nonPoints = isSignalConnected(QMetaMethod::fromSignal(&MorvaneChangeEvent::nonPointdataChanged));
     ClientBatch batch(wanted);
     const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
-    QList<DravoData> changes;
+    const auto take = [this, tracking, &batch](DravoData& change, ChangePacket::Kind kind) {
+        if (tracking)
+            noteDelivered(change);
+        batch.add(change, kind);
+    };
     for (const DravoData& packet : packets) {
-        if (!ChangePacket::read(packet, changes)) {
+        if (!ChangePacket::readEach(packet, take)) {
             m_packetsRefused.fetch_add(1);
             warn(QStringLiteral("refused"),
                  QStringLiteral("Change packet of %1 bytes refused by %2: it does not decompress, or it would "
@@ -256,13 +249,6 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
                      .arg(ChangePacket::kMostChanges)
                      .arg(ChangePacket::kMostChangeBytes / (1024 * 1024)));
             reportLoss(1, PacketRefused);
-            continue;
-        }
-        batch.expect(changes.size());
-        for (DravoData& change : changes) {
-            if (tracking)
-                noteDelivered(change);
-            batch.add(change);
         }
     }
     if (wanted.points && (batch.statusCount > 0 || batch.textCount > 0))

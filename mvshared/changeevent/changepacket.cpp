@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <vector>
 
@@ -213,21 +214,23 @@ private:
     DravoData m_prototypes[std::size(kCarriedKinds)];
 };
 
-void readItem(const char* item, quint32 length, ChangeRecords& records, QList<DravoData>& changes)
+/* The change an item makes, into change; null for an item of an unknown
+ * tag, which makes none. */
+const CarriedKind* readItem(const char* item, quint32 length, ChangeRecords& records, DravoData& change)
 {
     if (length == 0)
-        return;
+        return nullptr;
     const CarriedKind* carried = carriedWithTag(static_cast<quint8>(item[0]));
     if (!carried)
-        return;
+        return nullptr;
     const DravoData& prototype = records.of(*carried);
-    changes.append(prototype);   // a dictionary without the type: a record that is not good
-    if (!prototype.recordType())
-        return;
-    DravoData& change = changes.last();   // filled in place: records can be large
-    const auto bytes = static_cast<int>(
-        std::min<qint64>(ChangePacket::changeRecordSize(carried->kind), static_cast<qint64>(length) - 1));
-    change.SetRawValue(item + 1, bytes);
+    change = prototype;   // a dictionary without the type: a record that is not good
+    if (prototype.recordType()) {
+        const auto bytes =
+            static_cast<int>(std::min<qint64>(prototype.GetBufferSize(), static_cast<qint64>(length) - 1));
+        change.SetRawValue(item + 1, bytes);
+    }
+    return carried;
 }
 
 /* Walks the items in place rather than copying each out as a QByteArray,
@@ -311,19 +314,29 @@ DravoData ChangePacket::toRecord() const
     return packet;
 }
 
-bool ChangePacket::read(const DravoData& packed, QList<DravoData>& changes)
+bool ChangePacket::readEach(const DravoData& packed, const std::function<void(DravoData&, Kind)>& take)
 {
-    changes.clear();
     const QByteArray body = decompressedBody(packed);
     if (body.isEmpty())
         return !claimsABody(packed);
     if (!withinLimits(body))
         return false;
     ChangeRecords records;
-    forEachItem(body, [&records, &changes](const char* item, quint32 length) {
-        readItem(item, length, records, changes);
+    DravoData change;
+    forEachItem(body, [&records, &change, &take](const char* item, quint32 length) {
+        if (const CarriedKind* carried = readItem(item, length, records, change))
+            take(change, carried->kind);
     });
     return true;
+}
+
+bool ChangePacket::read(const DravoData& packed, QList<DravoData>& changes)
+{
+    changes.clear();
+    return readEach(packed, [&changes](DravoData& change, Kind) {
+        changes.append(DravoData());
+        changes.last() = std::move(change);
+    });
 }
 
 QList<DravoData> ChangePacket::read(const DravoData& packed)

@@ -17,6 +17,8 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
 
+#include <functional>
+
 class ChangePacket
 {
 public:
@@ -51,6 +53,9 @@ public:
      * kMostChanges records or kMostChangeBytes bytes of them (checked
      * before any record is made). */
     static bool read(const DravoData& packed, QList<DravoData>& changes);
+    /* The same, each change handed to take with its kind as it is read,
+     * for take to move from, instead of being listed. */
+    static bool readEach(const DravoData& packed, const std::function<void(DravoData& change, Kind kind)>& take);
     /* The same, refused packets giving no changes. */
     static QList<DravoData> read(const DravoData& packed);
     /* The byte size of the record a change of that kind is read back as. */
