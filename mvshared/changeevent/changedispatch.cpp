@@ -282,28 +282,38 @@ void MorvaneChangeEvent::deliverToApplication(const DravoDataList& packets)
 void MorvaneChangeEvent::publishAndDeliverToTask(DravoDataList& changes)
 {
     ChangePacket packet;
+    packet.expect(changes.size());
+    /* Lists only for the kinds a slot is connected to. */
     QList<DravoData> status;
     QList<DravoData> analog;
     QList<DravoData> text;
-    for (QList<DravoData>* list : {&status, &analog, &text})
-        list->reserve(changes.size());
+    QList<DravoData>* const listOf[] = {m_statusSignal.empty() ? nullptr : &status,
+                                        m_analogSignal.empty() ? nullptr : &analog,
+                                        m_textSignal.empty() ? nullptr : &text};
+    for (QList<DravoData>* list : listOf) {
+        if (list)
+            list->reserve(changes.size());
+    }
     const bool tracking = m_resyncOnLoss.load(std::memory_order_relaxed);
     for (DravoData& change : changes) {
         if (tracking)
             noteDelivered(change);
+        QList<DravoData>* list = nullptr;
         switch (packet.append(change)) {
         case ChangePacket::Status:
-            appendTaken(status, change);
+            list = listOf[0];
             break;
         case ChangePacket::Analog:
-            appendTaken(analog, change);
+            list = listOf[1];
             break;
         case ChangePacket::Text:
-            appendTaken(text, change);
+            list = listOf[2];
             break;
         default:
             break;
         }
+        if (list)
+            appendTaken(*list, change);
     }
     if (!packet.isEmpty())
         publishPacket(packet);

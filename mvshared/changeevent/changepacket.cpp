@@ -301,6 +301,13 @@ ChangePacket::Kind ChangePacket::append(const DravoData& change)
     return carried->kind;
 }
 
+void ChangePacket::expect(int changes)
+{
+    const CopyPlan& status = planFor(Status);
+    if (status.usable && changes > 0)
+        m_body.reserve(m_body.size() + changes * (kItemHeader + status.targetSize));
+}
+
 bool ChangePacket::isEmpty() const
 {
     return m_body.isEmpty();

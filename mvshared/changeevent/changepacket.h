@@ -34,6 +34,9 @@ public:
      * "ANALOG", "TEXT", "REMOTEUNIT", "COMMLINK"); returns its kind.
      * Records of other types are not carried and write nothing. */
     Kind append(const DravoData& change);
+    /* Room for that many more changes, as status changes (the most
+     * common), so that a batch's body is not copied as it grows. */
+    void expect(int changes);
     bool isEmpty() const;
     /* The compressed packet as the nameless record that is published. */
     DravoData toRecord() const;

@@ -318,6 +318,28 @@ TEST_F(DispatchTest, ServerSlotsAreCalledStatusAnalogTextWithTheRawRecords)
     EXPECT_EQ(data.count(), 0) << "a server task emits no Qt signal";
 }
 
+// A task with a slot for one kind only gets that kind's records; the packet
+// carries every kind whatever slots the task has.
+TEST_F(DispatchTest, ASlotOfOneKindGetsItsRecordsAndThePacketCarriesEveryKind)
+{
+    MorvaneChangeEvent* server = newReceiver(true);
+    std::vector<DravoData> analogs;
+    server->connectAnalog([&analogs](const QList<DravoData>& l) { analogs.insert(analogs.end(), l.begin(), l.end()); });
+    const std::vector<DravoData> raw{changed("STATUS", 100001, 1), changed("ANALOG", 200002, 2),
+                                     changed("TEXT", 3000001, 3), changed("ANALOG", 200001, 4)};
+    DravoDataList batch = listOf(raw);
+    const auto packets = publishedPackets(server, batch);
+    ASSERT_EQ(packets.size(), 1u);
+
+    ASSERT_EQ(analogs.size(), 2u);
+    EXPECT_EQ(rawBytes(analogs[0]), rawBytes(raw[1]));
+    EXPECT_EQ(rawBytes(analogs[1]), rawBytes(raw[3]));
+    const std::vector<Emission> received = dispatch(newReceiver(), packets);
+    EXPECT_EQ(pidsOf(emissionOf(received, "statusChanged").records), (std::vector<int>{100001}));
+    EXPECT_EQ(pidsOf(emissionOf(received, "analogChanged").records), (std::vector<int>{200002, 200001}));
+    EXPECT_EQ(pidsOf(emissionOf(received, "textChanged").records), (std::vector<int>{3000001}));
+}
+
 TEST_F(DispatchTest, ServerSlotOfAnEmptyKindIsNotCalled)
 {
     MorvaneChangeEvent* server = newReceiver(true);
