@@ -1017,6 +1017,17 @@ TEST_P(MiddlewareTest, PublishingPartialPutsSendWholeRecordsInBatchOrder)
     EXPECT_EQ(std::count_if(rest.begin(), rest.end(), namedAmong({a, s})), 0);
 }
 
+// Three successive writes of an analog point's level: step, twice step and
+// three times step.
+void writeThreeLevels(const std::string& name, double step)
+{
+    for (int n = 1; n <= 3; ++n) {
+        DravoPartialData level("ANALOG", name.c_str());
+        level.PutValue("lastvalue", n * step);
+        ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, level, nullptr, nullptr), DRAVO_OK);
+    }
+}
+
 // Successive writes of one point: each waiting change keeps the value of its
 // own write, and a record read before them keeps what was read, whatever the
 // server does with the stored record in between.
@@ -1031,11 +1042,7 @@ TEST_P(MiddlewareTest, EachChangeAndEachReadKeepTheValueOfItsOwnMoment)
     ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), before, nullptr, nullptr), DRAVO_OK);
     const std::string beforeBytes = rawBytes(before);
 
-    for (int step = 1; step <= 3; ++step) {
-        DravoPartialData level("ANALOG", a.c_str());
-        level.PutValue("lastvalue", step * 10.0);
-        ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, level, nullptr, nullptr), DRAVO_OK);
-    }
+    ASSERT_NO_FATAL_FAILURE(writeThreeLevels(a, 10.0));
     DravoData middle;
     ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), middle, nullptr, nullptr), DRAVO_OK);
     DravoPartialData last("ANALOG", a.c_str());
@@ -1070,11 +1077,7 @@ TEST_P(MiddlewareTest, AWriteLeavesTheStoredRecordWhereItIs)
         ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), read, nullptr, nullptr), DRAVO_OK);
         where = std::as_const(read).GetRawValue();
     }
-    for (int step = 1; step <= 3; ++step) {
-        DravoPartialData level("ANALOG", a.c_str());
-        level.PutValue("lastvalue", step * 1.5);
-        ASSERT_EQ(DravoPlus::PutPartialDataPoint(nullptr, level, nullptr, nullptr), DRAVO_OK);
-    }
+    ASSERT_NO_FATAL_FAILURE(writeThreeLevels(a, 1.5));
     DravoData now;
     ASSERT_EQ(DravoPlus::GetDataPoint(a.c_str(), now, nullptr, nullptr), DRAVO_OK);
     EXPECT_EQ(std::as_const(now).GetRawValue(), where);
