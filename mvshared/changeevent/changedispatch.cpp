@@ -55,7 +55,8 @@ class ClientBatch
 public:
     explicit ClientBatch(const WantedSignals& wanted);
 
-    /* Takes change, of that kind, leaving it empty. */
+    /* Takes change, of that kind: its list takes it over, its map shares
+     * it, each when kept. */
     void add(DravoData& change, ChangePacket::Kind kind);
 
     /* The latest status or text change of each point, by ascending id: the
@@ -77,7 +78,6 @@ public:
     QMap<QString, mapEvent> nonPoints;
 
 private:
-    /* Kept for the maps: the list took the change itself. */
     void keep(QList<DravoData>& list, bool inList, mapEvent& map, bool inMap, int id, DravoData& change);
 
     const bool m_keepStatusMap;

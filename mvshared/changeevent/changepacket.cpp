@@ -193,9 +193,6 @@ QByteArray decompressedBody(const DravoData& packed)
     return Morvane::boundedUncompress(packed.GetRawValue(), packed.GetBufferSize(), kLargestPacketBody);
 }
 
-/* One item: a fresh record of the tag's type takes as many of the item's
- * bytes as its buffer holds (a short item leaves the rest zero). An item
- * without a tag or with an unknown one gives nothing. */
 /* The records a packet's changes are made from, one of each kind carried:
  * their types are looked up in the dictionary once a packet rather than
  * once a change. */
@@ -214,8 +211,9 @@ private:
     DravoData m_prototypes[std::size(kCarriedKinds)];
 };
 
-/* The change an item makes, into change; null for an item of an unknown
- * tag, which makes none. */
+/* One item, into change: a fresh record of the tag's type takes as many of
+ * the item's bytes as its buffer holds (a short item leaves the rest zero).
+ * An item without a tag or with an unknown one gives nothing: null. */
 const CarriedKind* readItem(const char* item, quint32 length, ChangeRecords& records, DravoData& change)
 {
     if (length == 0)

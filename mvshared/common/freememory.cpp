@@ -1,8 +1,8 @@
 /*
  * freememory.cpp: free memory given back: the large records' kept blocks,
  * and the heap through the C library's malloc_trim, where its allocator is
- * the one in use. A sanitizer's
- * allocator stands in for it, and trimming arenas it never set up crashes.
+ * the one in use. A sanitizer's allocator stands in for it, and trimming
+ * arenas it never set up crashes.
  */
 #include <MVShared/FreeMemory.h>
 
