@@ -313,7 +313,8 @@ protected:
     qint64 readData(char* data, qint64 maxSize) override
     {
         const int n = int(qMin<qint64>(maxSize, m_bytes.size()));
-        memcpy(data, m_bytes.constData(), size_t(n));
+        if (n > 0)   // a reader may ask for nothing, with no buffer
+            memcpy(data, m_bytes.constData(), size_t(n));
         m_bytes.remove(0, n);
         return n;
     }
