@@ -261,6 +261,7 @@ void RedisBackend::bringUp(std::size_t index, const RedisAddress* address, std::
         shown = address->display();
         m_monitorConnection = std::move(connection);
         m_pool.serve(address, connectTimeoutMs());
+        m_transactions = -1;
         m_connected = true;
     }
     m_sink.connectionUp();

@@ -141,10 +141,14 @@ private:
     /* A partial write by reading, applying here and writing back in one
      * transaction (redisrecords.cpp). */
     int applyAndWrite(RedisConnection& connection, const std::vector<std::string>& names,
-                      const std::vector<const DravoPartialData*>& partials, bool publish);
+                      const std::vector<const DravoPartialData*>& partials, bool publish,
+                      const std::vector<std::string>& unique, const Command& keys);
     int writeOnce(RedisConnection& connection, const std::vector<std::string>& names,
                   const std::vector<const DravoPartialData*>& partials, bool publish,
                   const std::vector<std::string>& unique, const Command& keys);
+    /* DRAVO_OK when this client's Redis user may run transactions, or the
+     * refusal; asked of the server once per connection to it. */
+    int transactionsAllowed(RedisConnection& connection);
     /* The result of a script whose reply is a plain status. */
     static int scriptResult(const Reply& reply);
 
@@ -200,6 +204,9 @@ private:
                                                 records it held: told with the next take or the farewell */
 
     std::atomic<bool> m_connected{false};
+    /* transactionsAllowed()'s answer for the server connected to: -1 not yet
+     * asked, else DRAVO_OK or the refusal. */
+    std::atomic<int> m_transactions{-1};
     ConnectionPool m_pool;
     std::unique_ptr<RedisConnection> m_monitorConnection;   /* the monitor's own */
     std::thread m_monitor;

@@ -6,18 +6,30 @@
  * whatever the count.
  *
  * A partial write is atomic with the publication of its raw changes, and all
- * or nothing, by the rules of partialwrite.h. Its usual form (every partial
- * names the type of the record it goes to) is one script call: the fields
- * are encoded on this side, where the dictionary is, into the bytes each puts
- * at its offset (patchScriptArguments), and the script patches the stored
- * records, stores them and delivers the changes in one step. Any other batch
- * (a partial of another type than its record's, whose fields must then be
- * found by name in the record's own type) reads the stored records under
- * WATCH, applies the batch with the same rules as the embedded server, and
- * writes the results with their changes in one transaction; if a record
- * changed in between, nothing is written and the write starts again. Either
- * way no reader ever sees a value without its change event queued, nor an
- * event without its value.
+ * or nothing, by the rules of partialwrite.h. It goes one of two ways:
+ *
+ *   a transaction   the stored records are read under WATCH, the batch is
+ *                   applied here with the same rules as the embedded server,
+ *                   and the results, their raw changes pushed to the boxes
+ *                   that Script::Targets names and Script::Settle (which holds
+ *                   the boxes to their capacities) run as one MULTI/EXEC; if
+ *                   a record or the boxes of the kind changed in between,
+ *                   nothing is written and the write starts again. Records
+ *                   never pass through a script this way: Redis's Lua hashes
+ *                   every string it makes, byte by byte, and that was most of
+ *                   what a field driver's poll cost the server. It is two
+ *                   round trips.
+ *   a patch script  for a batch whose every partial names the type of the
+ *                   record it goes to: the fields are encoded here, where the
+ *                   dictionary is, into the bytes each puts at its offset
+ *                   (patchScriptArguments), and the script patches the stored
+ *                   records, stores them and delivers the changes in one
+ *                   round trip. Small batches go this way, and so does every
+ *                   batch of a client whose Redis user may not run
+ *                   transactions.
+ *
+ * Either way no reader ever sees a value without its change event queued,
+ * nor an event without its value.
  */
 #include "redisbackend.h"
 
@@ -34,20 +46,14 @@ namespace {
 constexpr int kWriteAttempts = 100;
 /* writeOnce(): nothing was written, the batch must be read again. */
 constexpr int kTryAgain = -1;
-
-/* Count, kind, (name, form) per written record, then each published form. */
-Command writeArguments(const AppliedBatch& batch, bool publish)
-{
-    Command args{std::to_string(batch.latest.size()), std::to_string(DRAVO_EVENT_RAW_CHANGE)};
-    for (const auto& [name, index] : batch.latest) {
-        args.push_back(name);
-        args.push_back(DravoPlus::SerializeRecord(batch.results[index]));
-    }
-    if (publish)
-        for (const DravoData& record : batch.results)
-            args.push_back(DravoPlus::SerializeRecord(record));
-    return args;
-}
+/* Batches that touch this many records go through a transaction: below it
+ * the patch script's one round trip is quicker than two. */
+constexpr std::size_t kTransactionRecords = 16;
+/* ...and no more than this many: WATCH compares each key it is given with
+ * every key the connection already watches, so its cost grows with the
+ * square of the count, and above this it would cost the server more than
+ * the script. */
+constexpr std::size_t kMaxTransactionRecords = 512;
 
 /* The unique names of a batch, and their keys. */
 void uniqueKeys(const std::vector<std::string>& names, std::vector<std::string>& unique, Command& keys)
@@ -59,6 +65,16 @@ void uniqueKeys(const std::vector<std::string>& names, std::vector<std::string>&
             keys.push_back(recordKey(name));
         }
     }
+}
+
+/* Why a stored record read as nil: a missing key, or one that holds no
+ * string (MGET reads both as nil). */
+int missingOrDamaged(RedisConnection& connection, const std::string& key)
+{
+    const Reply type = connection.command({"TYPE", key});
+    if (!type || isError(type.get()))
+        return type ? errorCode(type.get()) : DRAVO_NOT_CONNECTED;
+    return text(type.get()) == "none" ? DRAVO_NOT_FOUND : DRAVO_MALFORMED;
 }
 
 } // namespace
@@ -153,36 +169,64 @@ int RedisBackend::putPartials(const std::vector<std::string>& names,
         return DRAVO_NOT_CONNECTED;
     if (names.empty())
         return DRAVO_OK;
-    Command patches;
-    const bool patchable = patchScriptArguments(names, partials, publish, patches);
-    return exchange([&](RedisConnection& connection) -> int {
-        if (patchable) {
-            const Reply reply = runScript(connection, Script::Patch, patches);
-            if (const int rc = scriptResult(reply))
-                return rc;
-            if (size(reply.get()) == 0)
-                return DRAVO_SERVER_ERROR;
-            const long long outcome = integer(at(reply.get(), 0));
-            if (outcome == 0)
-                return DRAVO_OK;
-            if (outcome == 1)
-                return DRAVO_NOT_FOUND;
-            if (outcome == 3)
-                return DRAVO_MALFORMED;
-        }
-        return applyAndWrite(connection, names, partials, publish);
-    });
-}
-
-/* One attempt: read under WATCH, apply, write in a transaction. A record
- * that changed meanwhile (or a script the server had to learn) gives
- * kTryAgain. */
-int RedisBackend::applyAndWrite(RedisConnection& connection, const std::vector<std::string>& names,
-                                const std::vector<const DravoPartialData*>& partials, bool publish)
-{
     std::vector<std::string> unique;
     Command keys;
     uniqueKeys(names, unique, keys);
+    const bool large = unique.size() >= kTransactionRecords && unique.size() <= kMaxTransactionRecords;
+    return exchange([&](RedisConnection& connection) -> int {
+        /* The refusal of a user who may not run transactions, or the write. */
+        const auto inTransaction = [&]() -> int {
+            const int allowed = transactionsAllowed(connection);
+            return allowed == DRAVO_OK ? applyAndWrite(connection, names, partials, publish, unique, keys) : allowed;
+        };
+        if (large && transactionsAllowed(connection) == DRAVO_OK)
+            return inTransaction();
+        Command patches;
+        if (!patchScriptArguments(names, partials, publish, patches))
+            return inTransaction();
+        const Reply reply = runScript(connection, Script::Patch, patches);
+        if (const int rc = scriptResult(reply))
+            return rc;
+        if (size(reply.get()) == 0)
+            return DRAVO_SERVER_ERROR;
+        const long long outcome = integer(at(reply.get(), 0));
+        if (outcome == 0)
+            return DRAVO_OK;
+        if (outcome == 1)
+            return DRAVO_NOT_FOUND;
+        if (outcome == 3)
+            return DRAVO_MALFORMED;
+        return inTransaction();
+    });
+}
+
+/* Asked with an empty transaction, which changes nothing. A user that may
+ * open a transaction but not run it would leave the connection in one: it
+ * is closed, and the call fails as if it had been lost. */
+int RedisBackend::transactionsAllowed(RedisConnection& connection)
+{
+    const int known = m_transactions;
+    if (known != -1)
+        return known;
+    const std::vector<Reply> replies = connection.pipeline({{"MULTI"}, {"EXEC"}});
+    if (replies.size() != 2)
+        return DRAVO_NOT_CONNECTED;
+    int answer = DRAVO_OK;
+    if (isError(replies[0].get())) {
+        answer = errorCode(replies[0].get());
+    } else if (isError(replies[1].get())) {
+        answer = errorCode(replies[1].get());
+        connection.close();
+    }
+    m_transactions = answer;
+    return answer;
+}
+
+/* Until the batch is written without a concurrent writer in between. */
+int RedisBackend::applyAndWrite(RedisConnection& connection, const std::vector<std::string>& names,
+                                const std::vector<const DravoPartialData*>& partials, bool publish,
+                                const std::vector<std::string>& unique, const Command& keys)
+{
     for (int attempt = 0; attempt < kWriteAttempts; ++attempt) {
         const int rc = writeOnce(connection, names, partials, publish, unique, keys);
         if (rc != kTryAgain)
@@ -191,47 +235,103 @@ int RedisBackend::applyAndWrite(RedisConnection& connection, const std::vector<s
     return DRAVO_SERVER_ERROR;
 }
 
+/* One attempt. The first round trip watches the records (and the index of
+ * the boxes of raw changes, so that a box made or removed meanwhile makes
+ * the attempt start again), reads them and asks where the changes go; the
+ * second writes and delivers. */
 int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::string>& names,
                             const std::vector<const DravoPartialData*>& partials, bool publish,
                             const std::vector<std::string>& unique, const Command& keys)
 {
+    if (publish && !(knowScript(connection, Script::Targets) && knowScript(connection, Script::Settle)))
+        return connection.broken() ? DRAVO_NOT_CONNECTED : DRAVO_SERVER_ERROR;
+    const std::string kind = std::to_string(DRAVO_EVENT_RAW_CHANGE);
     Command watch{"WATCH"};
     watch.insert(watch.end(), keys.begin(), keys.end());
     Command read{"MGET"};
     read.insert(read.end(), keys.begin(), keys.end());
-    const std::vector<Reply> stored = connection.pipeline({watch, read});
-    if (stored.size() != 2)
+    std::vector<Command> first;
+    if (publish) {
+        watch.push_back(kindKey(DRAVO_EVENT_RAW_CHANGE));
+        first = {std::move(watch), std::move(read), scriptCommand(Script::Targets, {kind, ""})};
+    } else {
+        first = {std::move(watch), std::move(read)};
+    }
+    const std::vector<Reply> stored = connection.pipeline(first);
+    if (stored.size() != first.size())
         return DRAVO_NOT_CONNECTED;
-    if (isError(stored[1].get()))
-        return errorCode(stored[1].get());
+    const auto giveUp = [&connection](int rc) {
+        connection.command({"UNWATCH"});
+        return rc;
+    };
+    for (const Reply& reply : stored) {
+        if (isNoScript(reply.get()))
+            return giveUp(loadScript(connection, Script::Targets) ? kTryAgain : DRAVO_SERVER_ERROR);
+        if (isError(reply.get()))
+            return giveUp(errorCode(reply.get()));
+    }
 
     std::unordered_map<std::string, const redisReply*> forms;
     for (std::size_t i = 0; i < unique.size(); ++i)
         forms[unique[i]] = at(stored[1].get(), i);
-    const auto storedRecord = [&forms](const std::string& name, DravoData& out) {
+    const auto storedRecord = [&](const std::string& name, DravoData& out) {
         const redisReply* form = forms.at(name);
         if (isNil(form))
-            return static_cast<int>(DRAVO_NOT_FOUND);
+            return missingOrDamaged(connection, recordKey(name));
         return decodeRecord(form, out) == DRAVO_OK ? static_cast<int>(DRAVO_OK) : static_cast<int>(DRAVO_MALFORMED);
     };
     AppliedBatch batch;
-    if (const int rc = applyBatch(names, partials, storedRecord, batch)) {
-        connection.command({"UNWATCH"});
-        return rc;
-    }
+    if (const int rc = applyBatch(names, partials, storedRecord, batch))
+        return giveUp(rc);
 
-    const std::vector<Reply> done =
-        connection.pipeline({{"MULTI"}, scriptCommand(Script::Write, writeArguments(batch, publish)), {"EXEC"}});
-    if (done.size() != 3)
+    std::vector<std::string> written;
+    written.reserve(batch.results.size());
+    for (const DravoData& record : batch.results)
+        written.push_back(DravoPlus::SerializeRecord(record));
+    Command store{"MSET"};
+    store.reserve(1 + 2 * batch.latest.size());
+    for (const auto& [name, index] : batch.latest) {
+        store.push_back(recordKey(name));
+        store.push_back(written[index]);
+    }
+    std::vector<Command> second{{"MULTI"}, std::move(store)};
+    Command settle;
+    if (publish) {
+        const redisReply* targets = at(stored[2].get(), 0);
+        const redisReply* damaged = at(stored[2].get(), 1);
+        settle = {std::to_string(written.size()), std::to_string(size(targets) / 2)};
+        for (std::size_t i = 0; i + 1 < size(targets); i += 2) {
+            settle.push_back(text(at(targets, i)));
+            Command push{"RPUSH", text(at(targets, i + 1))};
+            push.insert(push.end(), written.begin(), written.end());
+            second.push_back(std::move(push));
+        }
+        for (std::size_t i = 0; i < size(damaged); ++i)
+            settle.push_back(text(at(damaged, i)));
+        if (settle.size() > 2)
+            second.push_back(scriptCommand(Script::Settle, settle));
+    }
+    second.push_back({"EXEC"});
+    const std::vector<Reply> done = connection.pipeline(second);
+    if (done.size() != second.size())
         return DRAVO_NOT_CONNECTED;
-    const redisReply* exec = done[2].get();
+    const redisReply* exec = done.back().get();
     if (isNil(exec))
         return kTryAgain;
-    if (isError(exec))
+    if (isError(exec)) {
+        /* A command refused as it was queued (its user may not run it):
+         * the server ran none of them. */
+        for (std::size_t i = 1; i + 1 < done.size(); ++i)
+            if (isError(done[i].get()))
+                return errorCode(done[i].get());
         return errorCode(exec);
-    if (isNoScript(at(exec, 0)))
-        return loadScript(connection, Script::Write) ? kTryAgain : DRAVO_SERVER_ERROR;
-    return isError(at(exec, 0)) ? errorCode(at(exec, 0)) : DRAVO_OK;
+    }
+    /* The script cache emptied since the first round trip: the boxes are
+     * held to their capacities right after instead. A push to a box damaged
+     * meanwhile failed alone; Settle counts what it missed. */
+    if (settle.size() > 2 && isNoScript(at(exec, size(exec) - 1)))
+        runScript(connection, Script::Settle, settle);
+    return DRAVO_OK;
 }
 
 } // namespace redis

@@ -188,17 +188,13 @@ local function forgetSkipped(name)
   if keyType(SKIPPED) == 'hash' then redis.call('HDEL', SKIPPED, name) end
 end
 
--- Every box of the kind whose domain fits gets items[first..]; a box over
--- its capacity drops its oldest, counts them and tells its owner. Every box
--- is checked before the first is written to; a damaged one is skipped and
--- what it missed is counted for it. A kind index that is no set names no
+-- The boxes of a kind whose domain fits, checked, and the names of the
+-- damaged ones among its subscribers. A kind index that is no set names no
 -- box.
-local function deliver(kind, domain, items, first)
-  local last = #items
-  if last < first then return end
-  local subscribed = P .. 'kind:' .. kind
-  if keyType(subscribed) ~= 'set' then return end
+local function deliveryTargets(kind, domain)
   local boxes, damaged = {}, {}
+  local subscribed = P .. 'kind:' .. kind
+  if keyType(subscribed) ~= 'set' then return boxes, damaged end
   for _, name in ipairs(redis.call('SMEMBERS', subscribed)) do
     local box = readBox(name)
     if box == false then
@@ -207,14 +203,30 @@ local function deliver(kind, domain, items, first)
       boxes[#boxes + 1] = box
     end
   end
+  return boxes, damaged
+end
+
+-- A box that has just been given records: over its capacity it drops its
+-- oldest, counts them and tells its owner.
+local function settle(box)
+  local excess = redis.call('LLEN', box.queue) - box.capacity
+  if excess > 0 then
+    redis.call('LTRIM', box.queue, excess, -1)
+    redis.call('HINCRBY', box.key, 'dropped', excess)
+    notice(box.owner, 'O' .. excess .. ':' .. box.name)
+  end
+end
+
+-- Every box of the kind whose domain fits gets items[first..]. Every box is
+-- checked before the first is written to; a damaged one is skipped and
+-- what it missed is counted for it.
+local function deliver(kind, domain, items, first)
+  local last = #items
+  if last < first then return end
+  local boxes, damaged = deliveryTargets(kind, domain)
   for _, box in ipairs(boxes) do
     pushAll(box.queue, items, first, last)
-    local excess = redis.call('LLEN', box.queue) - box.capacity
-    if excess > 0 then
-      redis.call('LTRIM', box.queue, excess, -1)
-      redis.call('HINCRBY', box.key, 'dropped', excess)
-      notice(box.owner, 'O' .. excess .. ':' .. box.name)
-    end
+    settle(box)
   end
   for _, name in ipairs(damaged) do countSkipped(name, last - first + 1) end
 end
@@ -480,12 +492,6 @@ for i = 1, #names, 1000 do
 end
 return out
 )lua"},
-    {Script::Write, R"lua(
-local n = tonumber(ARGV[1])
-for i = 3, 2 + 2 * n, 2 do redis.call('SET', P .. 'rec:' .. ARGV[i], ARGV[i + 1]) end
-deliver(ARGV[2], '', ARGV, 3 + 2 * n)
-return 1
-)lua"},
     {Script::Patch, R"lua(
 -- Every record the batch touches is read in one call per thousand (a key
 -- that holds no string reads as nil there and is told apart below), and
@@ -551,6 +557,30 @@ return {0}
 )lua"},
     {Script::Send, R"lua(
 deliver(ARGV[1], ARGV[2], ARGV, 3)
+return 1
+)lua"},
+    {Script::Targets, R"lua(
+-- Where a delivery that the client makes itself goes (a transaction's
+-- pushes, see Settle): the name and queue of each box, then the names of the
+-- damaged ones, which get nothing.
+local boxes, damaged = deliveryTargets(ARGV[1], ARGV[2])
+local targets = {}
+for _, box in ipairs(boxes) do
+  targets[#targets + 1] = box.name
+  targets[#targets + 1] = box.queue
+end
+return {targets, damaged}
+)lua"},
+    {Script::Settle, R"lua(
+-- After a transaction pushed count records to each box Targets named: each
+-- is held to its capacity as if deliver had given it them, and a box
+-- damaged meanwhile, like one damaged before, has what it missed counted.
+local count, healthy = tonumber(ARGV[1]), tonumber(ARGV[2])
+for i = 3, 2 + healthy do
+  local box = readBox(ARGV[i])
+  if box then settle(box) elseif box == false then countSkipped(ARGV[i], count) end
+end
+for i = 3 + healthy, #ARGV do countSkipped(ARGV[i], count) end
 return 1
 )lua"},
     {Script::CreateBox, R"lua(
@@ -827,6 +857,11 @@ std::string queueKey(const std::string& port)
     return kPrefix + std::string("q:") + port;
 }
 
+std::string kindKey(int kind)
+{
+    return kPrefix + std::string("kind:") + std::to_string(kind);
+}
+
 std::string takenKey(const std::string& port)
 {
     return kPrefix + std::string("taken:") + port;
@@ -852,6 +887,11 @@ bool loadScript(RedisConnection& connection, Script script)
     std::lock_guard<std::mutex> lock(d.mutex);
     d.sha[indexOf(script)] = sha;
     return true;
+}
+
+bool knowScript(RedisConnection& connection, Script script)
+{
+    return !knownDigest(script).empty() || loadScript(connection, script);
 }
 
 /* EVALSHA (or EVAL while the digest is unknown), the script and no keys:
@@ -884,8 +924,7 @@ Reply runScript(RedisConnection& connection, Script script, const Command& args)
 std::pair<Reply, Reply> runScriptThen(RedisConnection& connection, Script script, const Command& args,
                                       const Command& then)
 {
-    if (knownDigest(script).empty())
-        loadScript(connection, script);
+    knowScript(connection, script);
     for (int attempt = 0;; ++attempt) {
         std::vector<Reply> replies = connection.pipeline({scriptCommand(script, args), then});
         if (replies.size() != 2 || !replies[0] || !replies[1])

@@ -31,12 +31,13 @@ enum class Script {
     Store,           /* (name, type, form)... */
     Delete,          /* name -> 1 | 0 */
     ByType,          /* type -> forms in name order */
-    Write,           /* count, kind, (name, form)..., published forms... */
     Patch,           /* 0|1 (publish), kind, count, then per entry: name, type, field
                         count, (offset, bytes)... -> {0} | {1, entry} (no record) |
                         {2, entry} (stored type differs: apply here instead) |
                         {3, entry} (the record's key holds no string) */
     Send,            /* kind, domain, forms... */
+    Targets,         /* kind, domain -> {{name, queue key}..., {damaged box names...}} */
+    Settle,          /* count, n, n box names given count records each, damaged box names... */
     CreateBox,       /* name, kind, capacity, domain, owner -> port | 0 (exists) */
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
     DeleteBox,       /* name -> 1 | 0 */
@@ -60,6 +61,7 @@ enum class Script {
 /* Key names the client side uses directly. */
 DRAVO_AUTOTEST_EXPORT std::string recordKey(const std::string& name);
 std::string queueKey(const std::string& port);
+std::string kindKey(int kind);
 std::string takenKey(const std::string& port);
 std::string packetQueueKey(const std::string& target);
 std::string replyKey(const std::string& handle);
@@ -77,6 +79,9 @@ std::pair<Reply, Reply> runScriptThen(RedisConnection& connection, Script script
 Command scriptCommand(Script script, const Command& args);
 /* Loads the script into the server's cache; false on failure. */
 bool loadScript(RedisConnection& connection, Script script);
+/* Loads the script unless its digest is known already, so that
+ * scriptCommand() sends the digest rather than the whole text. */
+bool knowScript(RedisConnection& connection, Script script);
 /* The text of a script as the server runs it (the shared functions first). */
 DRAVO_AUTOTEST_EXPORT std::string scriptSource(Script script);
 

@@ -33,6 +33,15 @@ constexpr int kReceiveWaitSeconds = 1;
  * server task takes up to 500 raw changes into one packet. */
 constexpr int kPacketsPerReceive = 1;
 constexpr int kRawChangesPerReceive = 500;
+/* While changes stream in, a server task that took less than a packet's
+ * worth waits a little for more before packing, a millisecond at a time
+ * until the packet is full, a wait brings nothing or eight have passed:
+ * every packet costs each operator station's box a take, so that thirty
+ * stations would pay thirty takes for a packet holding one writer's poll as
+ * for a full one. A change that comes after a quiet moment goes out at
+ * once. */
+constexpr unsigned long kGatherMicroseconds = 1000;
+constexpr int kGatherRounds = 8;
 /* A server task's packet holds one receive's raw changes; it must never be
  * one that operator applications refuse. */
 static_assert(kRawChangesPerReceive <= ChangePacket::kMostChanges
@@ -232,12 +241,29 @@ void MorvaneChangeEvent::returnMemoryAfterBursts(bool received)
     Morvane::returnFreeMemory();
 }
 
-int MorvaneChangeEvent::receiveBatch(unsigned int port, DravoDataList& list) const
+int MorvaneChangeEvent::receiveBatch(unsigned int port, DravoDataList& list)
 {
-    if (m_serverMode)
-        return DravoPlus::ReceiveUndefinedEventN(port, list, kRawChangesPerReceive, kReceiveWaitSeconds, nullptr,
-                                                 nullptr);
-    return DravoPlus::ReceiveEventN(port, list, nullptr, kPacketsPerReceive, kReceiveWaitSeconds, nullptr, nullptr);
+    if (!m_serverMode)
+        return DravoPlus::ReceiveEventN(port, list, nullptr, kPacketsPerReceive, kReceiveWaitSeconds, nullptr, nullptr);
+    const int result = DravoPlus::ReceiveUndefinedEventN(port, list, kRawChangesPerReceive, kReceiveWaitSeconds,
+                                                         nullptr, nullptr);
+    const bool streaming = m_streaming;
+    m_streaming = result == DRAVO_OK;
+    if (result != DRAVO_OK || !streaming || list.size() >= kRawChangesPerReceive)
+        return result;
+    /* What each wait brought joins the packet, until it is full or a wait
+     * brought nothing; a failure to take is met again by the next receive. */
+    for (int round = 0; round < kGatherRounds && list.size() < kRawChangesPerReceive; ++round) {
+        QThread::usleep(kGatherMicroseconds);
+        DravoDataList more;
+        if (DravoPlus::ReceiveUndefinedEventN(port, more, kRawChangesPerReceive - list.size(), 0, nullptr, nullptr)
+                != DRAVO_OK
+            || more.size() == 0)
+            break;
+        for (int i = 0; i < more.size(); ++i)
+            list.append(std::move(more[i]));
+    }
+    return result;
 }
 
 /* What a failed box connection or receive leads to, before the loop's pause

@@ -7,7 +7,10 @@
 #include <QtCore/QMetaType>
 #include <QtCore/QVariant>
 
+#include <atomic>
+#include <map>
 #include <optional>
+#include <thread>
 
 namespace changeeventtest {
 namespace {
@@ -386,6 +389,53 @@ TEST_F(ReceiverTest, DestructionStopsARunningThread)
     DravoPlus::TakeRecordedCalls();
     settle(50ms);
     EXPECT_TRUE(DravoPlus::TakeRecordedCalls().empty()) << "no call after the receiver is gone";
+}
+
+// A server task that keeps receiving changes waits a little after a take
+// that did not fill a packet, so that a stream of small writes goes out in
+// fewer, fuller packets (each costs every operator station a take), with
+// every change in its order.
+TEST_F(ReceiverTest, ServerTaskGathersAStreamOfSmallWritesIntoFewerPackets)
+{
+    constexpr int kWrites = 60;
+    const std::vector<std::string> names{"STATUS100901", "STATUS100902"};
+    for (const std::string& name : names) {
+        DravoData point("STATUS", name.c_str());
+        point.PutValue("pid", std::stoi(name.substr(6)));
+        ASSERT_EQ(DravoPlus::PutDataPoint(point, nullptr, nullptr), DRAVO_OK);
+    }
+    ProbedChangeEvent* server = newReceiver(true);
+    ProbedChangeEvent* client = newReceiver();
+    std::atomic<int> packets{0};
+    std::atomic<int> changes{0};
+    std::atomic<int> outOfOrder{0};
+    std::map<int, int> latest;   // by point id; the client's thread only
+    QObject::connect(client, &MorvaneChangeEvent::statusChanged, client, [&](const QList<DravoData>& list) {
+        for (const DravoData& change : list) {
+            const auto [at, first] = latest.emplace(change.GetSignedIntValue("pid"), -1);
+            outOfOrder += change.GetSignedIntValue("quality") != at->second + 1;
+            at->second = change.GetSignedIntValue("quality");
+        }
+        changes += list.size();
+        ++packets;
+    }, Qt::DirectConnection);
+    server->start();
+    client->start();
+    settle(200ms);
+
+    for (int write = 0; write < kWrites; ++write) {
+        std::vector<DravoPartialData> batch;
+        for (const std::string& name : names) {
+            batch.emplace_back("STATUS", name.c_str());
+            batch.back().PutValue("quality", write);
+        }
+        ASSERT_EQ(DravoPlus::PutPartialDataPoints(batch, nullptr, nullptr), DRAVO_OK);
+        std::this_thread::sleep_for(100us);
+    }
+    ASSERT_TRUE(waitUntil([&] { return changes.load() == kWrites * static_cast<int>(names.size()); }))
+        << changes.load() << " changes arrived";
+    EXPECT_EQ(outOfOrder.load(), 0);
+    EXPECT_LE(packets.load(), kWrites / 2) << "a packet for nearly every write";
 }
 
 } // namespace

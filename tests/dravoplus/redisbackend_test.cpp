@@ -493,6 +493,38 @@ TEST_F(RedisDamagedBoxesTest, PublishingWriteAndSendSucceedAndEveryHealthyBoxGet
     }
 }
 
+// A batch large enough to go through a transaction is delivered by pushes
+// the client makes to the boxes the server names: the damaged ones are
+// skipped and counted all the same.
+TEST_F(RedisDamagedBoxesTest, ALargeBatchSkipsTheDamagedBoxesAndEveryHealthyBoxGetsItsChanges)
+{
+    constexpr int kPoints = 20;
+    std::vector<DravoPartialData> batch;
+    for (int i = 0; i < kPoints; ++i) {
+        const std::string name = "STATUS" + std::to_string(100301 + i);
+        DravoData point("STATUS", name.c_str());
+        ASSERT_EQ(DravoPlus::PutDataPoint(point, nullptr, nullptr), DRAVO_OK);
+        batch.emplace_back("STATUS", name.c_str());
+        batch.back().PutValue("quality", i);
+    }
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(batch, nullptr, nullptr), DRAVO_OK);
+
+    for (unsigned int port : m_healthy) {
+        std::vector<int> qualities;
+        for (const DravoData& change : conformance::receiveRecords(port, kPoints))
+            qualities.push_back(change.GetSignedIntValue("quality"));
+        ASSERT_EQ(qualities.size(), static_cast<std::size_t>(kPoints)) << "port " << port;
+        for (int i = 0; i < kPoints; ++i)
+            EXPECT_EQ(qualities[static_cast<std::size_t>(i)], i);
+    }
+    for (const char* name : {"BadCapacity", "BadPort", "BadOwner", "BadQueue", "Unreadable"}) {
+        DravoEventBoxInfo info;
+        ASSERT_EQ(DravoPlus::GetEventBoxInfo(name, info, nullptr), DRAVO_OK) << name;
+        EXPECT_FALSE(info.damage.empty()) << name;
+        EXPECT_EQ(info.skipped, static_cast<std::uint64_t>(kPoints)) << name;
+    }
+}
+
 TEST_F(RedisDamagedBoxesTest, DamagedBoxesAreReportedByTheBoxListAndTheirInfo)
 {
     ASSERT_EQ(writeQualities(7, 8), DRAVO_OK);
@@ -546,6 +578,182 @@ TEST_F(RedisDamagedBoxesTest, DamagedBoxIsClearedAwayAndMadeAgain)
     ASSERT_EQ(DravoPlus::GetEventBoxInfo("Unreadable", info, nullptr), DRAVO_OK);
     EXPECT_TRUE(info.damage.empty()) << info.damage;
     EXPECT_EQ(info.skipped, 0u) << "the new box starts with no tally";
+}
+
+// A field driver's poll is a batch of many partial writes; from sixteen
+// records on it is read under WATCH, applied here and written with its raw
+// changes in one MULTI/EXEC, so that the records never pass through a
+// script. It must do exactly what the patch script does for a small batch.
+class RedisTransactionWriteTest : public RedisBackendTest
+{
+protected:
+    static constexpr int kPoints = 20;
+
+    void SetUp() override
+    {
+        RedisBackendTest::SetUp();
+        ASSERT_TRUE(m_server.isRunning()) << m_server.error();
+        ASSERT_EQ(useServers(m_server.address()), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        for (int i = 0; i < kPoints; ++i) {
+            m_names.push_back("STATUS" + std::to_string(100101 + i));
+            DravoData point("STATUS", m_names.back().c_str());
+            point.PutValue("pid", 100101 + i);
+            ASSERT_EQ(DravoPlus::PutDataPoint(point, nullptr, nullptr), DRAVO_OK);
+        }
+        ASSERT_EQ(DravoPlus::CreateEventBox("Raw", DRAVO_EVENT_RAW_CHANGE, 5000, nullptr, nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectPortForRecv("Raw", m_port, nullptr, nullptr), DRAVO_OK);
+    }
+
+    // One partial a point, its quality first + the point's place.
+    std::vector<DravoPartialData> qualities(int first) const
+    {
+        std::vector<DravoPartialData> batch;
+        for (int i = 0; i < kPoints; ++i) {
+            batch.emplace_back("STATUS", m_names[static_cast<std::size_t>(i)].c_str());
+            batch.back().PutValue("quality", first + i);
+        }
+        return batch;
+    }
+
+    DravoData stored(int i) const
+    {
+        DravoData out;
+        EXPECT_EQ(DravoPlus::GetDataPoint(m_names[static_cast<std::size_t>(i)].c_str(), out, nullptr, nullptr), DRAVO_OK);
+        return out;
+    }
+
+    // The calls of a server command so far, from its statistics.
+    long long calls(const std::string& command) const
+    {
+        const std::string stats = m_server.command({"INFO", "commandstats"});
+        const std::string key = "cmdstat_" + command + ":calls=";
+        const auto at = stats.find(key);
+        return at == std::string::npos ? 0 : std::atoll(stats.c_str() + at + key.size());
+    }
+
+    int queued(const char* box) const
+    {
+        DravoEventBoxInfo info;
+        return DravoPlus::GetEventBoxInfo(box, info, nullptr) == DRAVO_OK ? info.queued : -1;
+    }
+
+    mvtest::RedisServer m_server;
+    std::vector<std::string> m_names;
+    unsigned int m_port = 0;
+};
+
+TEST_F(RedisTransactionWriteTest, ALargeBatchIsOneTransactionWithEveryChangePublishedInOrder)
+{
+    std::vector<DravoPartialData> batch = qualities(10);
+    // A second entry for the first point builds on the first one.
+    batch.emplace_back("STATUS", m_names[0].c_str());
+    batch.back().PutValue("changeCount", 7);
+    // The client asks once whether its user may run transactions.
+    ASSERT_EQ(DravoPlus::PutPartialDataPointsWithNoPublish(qualities(0), nullptr, nullptr), DRAVO_OK);
+    const long long execs = calls("exec");
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(batch, nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(calls("exec"), execs + 1) << "one transaction";
+
+    for (int i = 0; i < kPoints; ++i)
+        EXPECT_EQ(stored(i).GetSignedIntValue("quality"), 10 + i) << m_names[static_cast<std::size_t>(i)];
+    EXPECT_EQ(stored(0).GetSignedIntValue("changeCount"), 7);
+    const std::vector<DravoData> changes = conformance::receiveRecords(m_port, kPoints + 1);
+    ASSERT_EQ(changes.size(), static_cast<std::size_t>(kPoints + 1));
+    for (int i = 0; i < kPoints; ++i) {
+        EXPECT_EQ(changes[static_cast<std::size_t>(i)].GetDataName(), m_names[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(changes[static_cast<std::size_t>(i)].GetSignedIntValue("quality"), 10 + i);
+        EXPECT_EQ(changes[static_cast<std::size_t>(i)].GetSignedIntValue("changeCount"), 0);
+    }
+    EXPECT_EQ(changes.back().GetDataName(), m_names[0]);
+    EXPECT_EQ(changes.back().GetSignedIntValue("quality"), 10) << "the later entry holds the earlier one's field";
+    EXPECT_EQ(changes.back().GetSignedIntValue("changeCount"), 7);
+}
+
+TEST_F(RedisTransactionWriteTest, ALargeBatchWithNoPublishWritesEveryRecordAndQueuesNothing)
+{
+    ASSERT_EQ(DravoPlus::PutPartialDataPointsWithNoPublish(qualities(30), nullptr, nullptr), DRAVO_OK);
+    for (int i = 0; i < kPoints; ++i)
+        EXPECT_EQ(stored(i).GetSignedIntValue("quality"), 30 + i);
+    EXPECT_EQ(queued("Raw"), 0);
+}
+
+TEST_F(RedisTransactionWriteTest, ALargeBatchWithAMissingRecordWritesAndPublishesNothing)
+{
+    std::vector<DravoPartialData> batch = qualities(40);
+    batch.emplace_back("STATUS", "STATUS100199");
+    batch.back().PutValue("quality", 1);
+    EXPECT_EQ(DravoPlus::PutPartialDataPoints(batch, nullptr, nullptr), DRAVO_NOT_FOUND);
+    for (int i = 0; i < kPoints; ++i)
+        EXPECT_EQ(stored(i).GetSignedIntValue("quality"), 0);
+    EXPECT_EQ(queued("Raw"), 0);
+}
+
+TEST_F(RedisTransactionWriteTest, ALargeBatchMeetingARecordKeyThatHoldsNoStringIsRefusedAsDamaged)
+{
+    ASSERT_EQ(m_server.command({"DEL", "dravo:rec:" + m_names[5]}), "1");
+    ASSERT_EQ(m_server.command({"HSET", "dravo:rec:" + m_names[5], "a", "b"}), "1");
+    EXPECT_EQ(DravoPlus::PutPartialDataPoints(qualities(50), nullptr, nullptr), DRAVO_MALFORMED);
+    EXPECT_EQ(stored(0).GetSignedIntValue("quality"), 0);
+    EXPECT_EQ(m_server.command({"TYPE", "dravo:rec:" + m_names[5]}), "hash") << "the damaged key was left as it was";
+    EXPECT_EQ(queued("Raw"), 0);
+}
+
+TEST_F(RedisTransactionWriteTest, ALargeBatchOverABoxCapacityKeepsTheNewestAndCountsTheDropped)
+{
+    ASSERT_EQ(DravoPlus::CreateEventBox("Small", DRAVO_EVENT_RAW_CHANGE, 5, nullptr, nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Small", port, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(60), nullptr, nullptr), DRAVO_OK);
+
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo("Small", info, nullptr), DRAVO_OK);
+    EXPECT_EQ(info.queued, 5);
+    EXPECT_EQ(info.dropped, static_cast<std::uint64_t>(kPoints - 5));
+    std::vector<int> kept;
+    for (const DravoData& change : conformance::receiveRecords(port, 5))
+        kept.push_back(change.GetSignedIntValue("quality"));
+    EXPECT_EQ(kept, (std::vector<int>{75, 76, 77, 78, 79}));
+    EXPECT_EQ(queued("Raw"), kPoints) << "a larger box kept everything";
+}
+
+// Two drivers writing different fields of the same records at once: each
+// write is applied to the record as the other left it, so that no field
+// ever goes back to an older value, in the store or in the changes.
+TEST_F(RedisTransactionWriteTest, ConcurrentLargeBatchesOnTheSameRecordsLoseNoWrite)
+{
+    constexpr int kRounds = 25;
+    const auto writeRounds = [this](const char* field) {
+        int failures = 0;
+        for (int round = 1; round <= kRounds; ++round) {
+            std::vector<DravoPartialData> batch;
+            for (const std::string& name : m_names) {
+                batch.emplace_back("STATUS", name.c_str());
+                batch.back().PutValue(field, round);
+            }
+            failures += DravoPlus::PutPartialDataPoints(batch, nullptr, nullptr) != DRAVO_OK;
+        }
+        return failures;
+    };
+    auto qualityWriter = std::async(std::launch::async, writeRounds, "quality");
+    auto countWriter = std::async(std::launch::async, writeRounds, "changeCount");
+    ASSERT_EQ(qualityWriter.get(), 0);
+    ASSERT_EQ(countWriter.get(), 0);
+
+    for (int i = 0; i < kPoints; ++i) {
+        EXPECT_EQ(stored(i).GetSignedIntValue("quality"), kRounds);
+        EXPECT_EQ(stored(i).GetSignedIntValue("changeCount"), kRounds);
+    }
+    const std::vector<DravoData> changes = conformance::receiveRecords(m_port, 2 * kRounds * kPoints);
+    ASSERT_EQ(changes.size(), static_cast<std::size_t>(2 * kRounds * kPoints));
+    std::map<std::string, std::pair<int, int>> latest;
+    for (const DravoData& change : changes) {
+        auto& [quality, count] = latest[change.GetDataName()];
+        EXPECT_GE(change.GetSignedIntValue("quality"), quality) << change.GetDataName();
+        EXPECT_GE(change.GetSignedIntValue("changeCount"), count) << change.GetDataName();
+        quality = change.GetSignedIntValue("quality");
+        count = change.GetSignedIntValue("changeCount");
+    }
 }
 
 // Any other key of the middleware found holding the wrong type refuses the

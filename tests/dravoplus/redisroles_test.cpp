@@ -280,6 +280,55 @@ TEST_F(RedisRolesTest, ViewersBoxesGoOnceItsPresenceLapsesWhenAClientThatMayRemo
 
 // ---- Operators -------------------------------------------------------------------
 
+// A batch of partial writes large enough to go through a transaction meets
+// the roles as a small one does: refused to a viewer with nothing changed,
+// written and published for an operator.
+TEST_F(RedisRolesTest, LargeBatchesAreRefusedToViewersAndWrittenAndPublishedForOperators)
+{
+    constexpr int kPoints = 20;
+    std::vector<std::string> names;
+    for (int i = 0; i < kPoints; ++i) {
+        names.push_back("ANALOG" + std::to_string(300101 + i));
+        DravoData point("ANALOG", names.back().c_str());
+        point.PutValue("pid", 300101 + i);
+        ASSERT_EQ(DravoPlus::PutDataPoint(point, nullptr, nullptr), DRAVO_OK);
+    }
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("trend-feed", DRAVO_EVENT_RAW_CHANGE, 100, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("trend-feed", port, nullptr, nullptr), DRAVO_OK);
+    const auto manualValues = [&names](double base) {
+        std::vector<DravoPartialData> batch;
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            batch.emplace_back("ANALOG", names[i].c_str());
+            batch.back().PutValue("lastvalue", base + static_cast<double>(i));
+        }
+        return batch;
+    };
+
+    const auto viewer = clientAs("dravo-viewer", "viewer-secret");
+    ASSERT_EQ(viewer->connectResult(), DRAVO_OK);
+    const std::string before = serverData(*m_server);
+    EXPECT_EQ(viewer->run([&] { return DravoPlus::PutPartialDataPoints(manualValues(10.0), nullptr, nullptr); }),
+              DRAVO_NOT_PERMITTED);
+    EXPECT_EQ(viewer->run([&] { return DravoPlus::PutPartialDataPointsWithNoPublish(manualValues(10.0), nullptr, nullptr); }),
+              DRAVO_NOT_PERMITTED);
+    EXPECT_EQ(serverData(*m_server), before);
+
+    const auto op = clientAs("dravo-operator", "operator-secret");
+    ASSERT_EQ(op->connectResult(), DRAVO_OK);
+    EXPECT_EQ(op->run([&] { return DravoPlus::PutPartialDataPoints(manualValues(20.0), nullptr, nullptr); }), DRAVO_OK);
+    for (int i = 0; i < kPoints; ++i)
+        EXPECT_EQ(storedValue(names[static_cast<std::size_t>(i)].c_str()), 20.0 + i);
+    DravoDataList received;
+    ASSERT_EQ(DravoPlus::ReceiveUndefinedEventN(port, received, 100, 5, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(received.count(), kPoints);
+    for (int i = 0; i < kPoints; ++i) {
+        DravoData change = received[i];
+        change.CastType("ANALOG");
+        EXPECT_EQ(lastValue(change), 20.0 + i);
+    }
+}
+
 TEST_F(RedisRolesTest, OperatorWritesManualValuesAndTagsSendsCommandsAndNotificationsAndKeepsItsBoxes)
 {
     unsigned int alarms = 0;

@@ -206,7 +206,7 @@ private:
     int boxKind() const;
     void createBox(const QByteArray& name) const;
     int receiveWhileConnected(unsigned int port);
-    int receiveBatch(unsigned int port, DravoDataList& list) const;
+    int receiveBatch(unsigned int port, DravoDataList& list);
     void returnMemoryAfterBursts(bool received);
     void recoverFrom(int result);
     void replaceDamagedBox(bool report);
@@ -239,6 +239,9 @@ private:
     /* Batches received since memory was last given back (receiving thread
      * only). */
     int m_batchesSinceTrim = 0;
+    /* The last receive of a server task brought changes (receiving thread
+     * only). */
+    bool m_streaming = false;
     std::unique_ptr<LossWatch> m_lossWatch;
     std::unique_ptr<ReceiverLog> m_log;
     std::atomic<quint64> m_packetsRefused{0};
