@@ -32,7 +32,7 @@ bool writeStatusChanges(int count, int round);
 /* The same count changes written batch at a time, one publishing
  * PutPartialDataPoints per batch; false if a batch failed (the rest are not
  * written). */
-bool writeStatusChangeBatches(int count, int batch, int round);
+bool writeStatusChangeBatches(int count, int batch, int round, int first = 0);
 
 /* The event boxes made while it lives (a change event receiver leaves its
  * box behind when it stops): named by queued(), and deleted when it goes

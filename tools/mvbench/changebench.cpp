@@ -156,14 +156,14 @@ bool mvbench::writeStatusChanges(int count, int round)
 
 /* The same changes in calls of batch partials each, as a server task that
  * polls a whole remote unit writes them. */
-bool mvbench::writeStatusChangeBatches(int count, int batch, int round)
+bool mvbench::writeStatusChangeBatches(int count, int batch, int round, int first)
 {
     bool written = batch > 0;
     std::vector<DravoPartialData> partials;
     for (int i = 0; written && i < count; i += batch) {
         partials.clear();
         for (int j = i; j < count && j < i + batch; ++j)
-            partials.push_back(statusChange(j, round));
+            partials.push_back(statusChange(first + j, round));
         written = DravoPlus::PutPartialDataPoints(partials, nullptr, nullptr) == DRAVO_OK;
     }
     return written;

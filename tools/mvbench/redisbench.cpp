@@ -6,7 +6,8 @@
  *                   baseline: the same 10,000 records read one GetDataPoint
  *                   at a time;
  *   change stream   publishing partial writes, 100 changes a call (or one
- *                   a call), until each of four (or 32) operator
+ *                   a call; or 100 a call from four writers at once, as
+ *                   four field drivers write), until each of four (or 32) operator
  *                   applications has every change on its signals;
  *                   baselines: the same changes PUBLISHed straight to as
  *                   many Redis subscribers, 100 commands a pipeline (or one
@@ -32,6 +33,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <future>
 #include <memory>
 #include <regex>
 #include <string>
@@ -44,6 +46,8 @@ constexpr int kNames = 10000;
 constexpr int kStreamChanges = 20000;
 constexpr int kStreamClients = 4;
 constexpr int kManyClients = 32;
+/* Field drivers writing at once in the row that has several. */
+constexpr int kStreamWriters = 4;
 /* Changes per call of the batched writers, and PUBLISHes per pipeline. */
 constexpr int kStreamBatch = 100;
 constexpr int kCommands = 2000;
@@ -229,6 +233,25 @@ bool writeInBatches(int round)
     return mvbench::writeStatusChangeBatches(kStreamChanges, kStreamBatch, round);
 }
 
+/* The stream's changes shared by several writers writing batches at once;
+ * each starts a batch further on among the points, so that at any moment
+ * they write to different records, as drivers of different remote units
+ * do. */
+bool writeInParallelBatches(int round)
+{
+    const int share = kStreamChanges / kStreamWriters;
+    std::vector<std::future<bool>> writers;
+    for (int w = 0; w < kStreamWriters; ++w) {
+        writers.push_back(std::async(std::launch::async, [=] {
+            return mvbench::writeStatusChangeBatches(share, kStreamBatch, round, w * (share + kStreamBatch));
+        }));
+    }
+    bool written = true;
+    for (auto& writer : writers)
+        written = writer.get() && written;
+    return written;
+}
+
 /* The stream's changes written by write until each of the operator
  * applications has every one of them on its signals. */
 void streamToApplications(benchmark::State& state, int applications, StreamWriter write)
@@ -283,6 +306,11 @@ void BM_ChangeStreamFourClients(benchmark::State& state)
 void BM_ChangeStreamFourClientsSingleWrites(benchmark::State& state)
 {
     streamToApplications(state, kStreamClients, writeOneByOne);
+}
+
+void BM_ChangeStreamFourClientsFourWriters(benchmark::State& state)
+{
+    streamToApplications(state, kStreamClients, writeInParallelBatches);
 }
 
 void BM_ChangeStreamManyClients(benchmark::State& state)
@@ -535,6 +563,8 @@ const bool registered = [] {
                               "10000 records in one batch read / read one at a time");
     mvbench::pairWithBaseline("BM_ChangeStreamFourClients", "BM_ChangeStreamBaseline_PubSubPipelined",
                               "20000 changes in writes of 100 to four operators / 100 PUBLISHes a pipeline");
+    mvbench::pairWithBaseline("BM_ChangeStreamFourClientsFourWriters", "BM_ChangeStreamBaseline_PubSubPipelined",
+                              "20000 changes in writes of 100 by four writers to four operators / 100 PUBLISHes a pipeline");
     mvbench::pairWithBaseline("BM_ChangeStreamFourClientsSingleWrites", "BM_ChangeStreamBaseline_PubSub",
                               "20000 single writes to four operators / one PUBLISH a round trip");
     mvbench::pairWithBaseline("BM_ChangeStreamManyClients", "BM_ChangeStreamBaseline_PubSubPipelined32",
@@ -552,6 +582,7 @@ BENCHMARK(BM_ChangeStreamBaseline_PubSub)->UseManualTime()->Iterations(3)->Unit(
 BENCHMARK(BM_ChangeStreamFourClientsSingleWrites)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamBaseline_PubSubPipelined)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamFourClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChangeStreamFourClientsFourWriters)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamBaseline_PubSubPipelined32)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamManyClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CommandBaseline_OneRead)->Iterations(1)->Unit(benchmark::kMillisecond);
