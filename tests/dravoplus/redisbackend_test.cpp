@@ -717,6 +717,25 @@ TEST_F(RedisTransactionWriteTest, ALargeBatchOverABoxCapacityKeepsTheNewestAndCo
     EXPECT_EQ(queued("Raw"), kPoints) << "a larger box kept everything";
 }
 
+// A server restarted without its script cache (or told SCRIPT FLUSH) between
+// two writes: the transaction's scripts are loaded again, and the boxes are
+// held to their capacities all the same.
+TEST_F(RedisTransactionWriteTest, ALargeBatchAfterTheServerForgotItsScriptsIsWrittenAndTheBoxesHeldToCapacity)
+{
+    ASSERT_EQ(DravoPlus::CreateEventBox("Small", DRAVO_EVENT_RAW_CHANGE, 5, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(100), nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(m_server.command({"SCRIPT", "FLUSH"}), "OK");
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(200), nullptr, nullptr), DRAVO_OK);
+
+    for (int i = 0; i < kPoints; ++i)
+        EXPECT_EQ(stored(i).GetSignedIntValue("quality"), 200 + i);
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo("Small", info, nullptr), DRAVO_OK);
+    EXPECT_EQ(info.queued, 5);
+    EXPECT_EQ(info.dropped, static_cast<std::uint64_t>(2 * kPoints - 5));
+    EXPECT_EQ(queued("Raw"), 2 * kPoints);
+}
+
 // Two drivers writing different fields of the same records at once: each
 // write is applied to the record as the other left it, so that no field
 // ever goes back to an older value, in the store or in the changes.
