@@ -180,7 +180,7 @@ int RedisBackend::putPartials(const std::vector<std::string>& names,
             return allowed == DRAVO_OK ? applyAndWrite(connection, names, partials, publish, unique, keys) : allowed;
         };
         if (large && transactionsAllowed(connection) == DRAVO_OK)
-            return inTransaction();
+            return applyAndWrite(connection, names, partials, publish, unique, keys);
         Command patches;
         if (!patchScriptArguments(names, partials, publish, patches))
             return inTransaction();
@@ -284,10 +284,11 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
     if (const int rc = applyBatch(names, partials, storedRecord, batch))
         return giveUp(rc);
 
-    std::vector<std::string> written;
-    written.reserve(batch.results.size());
-    for (const DravoData& record : batch.results)
-        written.push_back(DravoPlus::SerializeRecord(record));
+    /* Each result's form: the latest of each record is stored, and every
+     * one is published when the write publishes. */
+    std::vector<std::string> written(batch.results.size());
+    for (std::size_t i = 0; i < batch.results.size(); ++i)
+        written[i] = DravoPlus::SerializeRecord(batch.results[i]);
     Command store{"MSET"};
     store.reserve(1 + 2 * batch.latest.size());
     for (const auto& [name, index] : batch.latest) {
