@@ -286,14 +286,14 @@ void RedisBackend::leave()
 {
     if (!m_monitorConnection || m_monitorConnection->broken())
         return;
-    std::map<unsigned int, long> arrived;
+    std::map<unsigned int, Arrival> arrived;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         arrived = m_arrived;
     }
-    for (const auto& [port, records] : arrived)
-        if (records > 0)
-            m_monitorConnection->command({"LTRIM", takenKey(std::to_string(port)), std::to_string(records), "-1"});
+    for (const auto& [port, last] : arrived)
+        if (last.records > 0)
+            m_monitorConnection->command({"LTRIM", takenKey(std::to_string(port)), std::to_string(last.records), "-1"});
     runScript(*m_monitorConnection, Script::Leave, holdings({m_id, std::to_string(leaseMs())}));
 }
 

@@ -67,6 +67,15 @@ long msUntil(Clock::time_point deadline);
 /* A record from its stored or sent form. */
 int decodeRecord(const redisReply* form, DravoData& out);
 
+/* What a box's taken list last handed this client: how many records, once
+ * the client knows they reached it (-1: it cannot tell), and whether that
+ * was all the list held, so that the list is empty once they are
+ * acknowledged. */
+struct Arrival {
+    long records = -1;
+    bool whole = false;
+};
+
 class RedisBackend final : public Backend
 {
 public:
@@ -200,8 +209,8 @@ private:
     std::list<RedisAddress> m_kept;      /* see keep() */
     std::set<std::string> m_tasks;       /* heartbeat entries this client holds */
     std::set<std::string> m_targets;     /* packet targets this client serves */
-    std::map<unsigned int, long> m_arrived;  /* ports whose last take reached its caller, with the
-                                                records it held: told with the next take or the farewell */
+    std::map<unsigned int, Arrival> m_arrived;  /* ports whose last take reached its caller: told with
+                                                   the next take or the farewell */
 
     std::atomic<bool> m_connected{false};
     /* transactionsAllowed()'s answer for the server connected to: -1 not yet

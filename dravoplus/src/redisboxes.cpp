@@ -8,10 +8,11 @@
  * and overflow are decided on the server in one step, whichever process
  * sends. A box whose record on the server is damaged is skipped there and
  * reported in its description (redisscripts.cpp); its receiver is refused
- * (DRAVO_MALFORMED) on its next connect or receive, so that it never waits
- * on a box nobody sends to. Receiving takes what is queued in one step and,
- * when nothing is, blocks on the box's list on the caller's own connection
- * until something comes, then takes it.
+ * (DRAVO_MALFORMED) on its next connect, or by the receive that finds it
+ * (within one wait), so that it never waits long on a box nobody sends to.
+ * Receiving takes what is queued in one step and, when nothing is, blocks
+ * on the box's list on the caller's own connection until something comes,
+ * the first record moving into the taken list as the wait ends.
  *
  * Nothing queued is lost with a reply: a take keeps what it hands out in the
  * box's taken list on the server, and the receiver's next take either says
@@ -49,20 +50,26 @@ DravoEventBoxInfo describe(const redisReply* box)
 
 enum class Taken { Some, None, BoxGone };
 
-/* Appends the records of items that pass the filter (records of other
- * types are taken and dropped, as the reader asked not to see them). An
- * empty item is the mark a removed box leaves for its waiting receivers. */
+/* Appends the record of an item if it passes the filter (records of other
+ * types are taken and dropped, as the reader asked not to see them); false
+ * for the empty item, the mark a removed box leaves for its waiting
+ * receivers. */
+bool takeItem(const redisReply* item, DravoDataList& out, const std::string& typeFilter)
+{
+    if (text(item).empty())
+        return false;
+    DravoData record;
+    if (decodeRecord(item, record) == DRAVO_OK && (typeFilter.empty() || typeFilter == record.GetTypeName()))
+        out.append(std::move(record));
+    return true;
+}
+
+/* The same for each of items. */
 Taken takeItems(const redisReply* items, DravoDataList& out, const std::string& typeFilter)
 {
     for (std::size_t i = 0; i < size(items); ++i) {
-        const std::string form = text(at(items, i));
-        if (form.empty())
+        if (!takeItem(at(items, i), out, typeFilter))
             return Taken::BoxGone;
-        DravoData record;
-        if (decodeRecord(at(items, i), record) != DRAVO_OK)
-            continue;
-        if (typeFilter.empty() || typeFilter == record.GetTypeName())
-            out.append(std::move(record));
     }
     return out.isEmpty() ? Taken::None : Taken::Some;
 }
@@ -72,43 +79,80 @@ int takenResult(Taken taken)
     return taken == Taken::BoxGone ? DRAVO_NOT_FOUND : DRAVO_OK;
 }
 
-/* Takes up to maxRecords at once; blocks until deadline while none come.
- * arrived: how many records the last take from the port that reached this
- * client held (-1: it cannot tell); on return, the same for this call. */
-int receiveOn(RedisConnection& connection, const std::string& port, DravoDataList& out,
-              const std::string& typeFilter, int maxRecords, long& arrived, Clock::time_point deadline)
+/* A take by the script, which checks the box first: up to count records
+ * into out, arrival updated. */
+int scriptTake(RedisConnection& connection, const std::string& port, int count, Arrival& arrival, DravoDataList& out,
+               const std::string& typeFilter, Taken& taken)
 {
-    const std::string count = std::to_string(maxRecords);
-    const std::string last = std::to_string(maxRecords - 1);
+    const auto [reply, items] = runScriptThen(
+        connection, Script::Take,
+        {port, std::to_string(count), arrival.records < 0 ? "again" : std::to_string(arrival.records)},
+        {"LRANGE", takenKey(port), "0", std::to_string(count - 1)});
+    arrival = Arrival();
+    if (!reply || isError(reply.get()))
+        return reply ? errorCode(reply.get()) : DRAVO_NOT_CONNECTED;
+    if (integer(reply.get()) == -1)
+        return DRAVO_NOT_FOUND;
+    if (isError(items.get()))
+        return errorCode(items.get());
+    arrival.records = static_cast<long>(size(items.get()));
+    arrival.whole = arrival.records >= integer(reply.get());
+    taken = takeItems(items.get(), out, typeFilter);
+    return DRAVO_OK;
+}
+
+/* Takes up to maxRecords at once; blocks until deadline while none come.
+ * arrival: what the port's taken list last handed this client; on return,
+ * the same for this call.
+ *
+ * When that was all the list held and reached the client, and the queue is
+ * likely drained (the take was not full, or one record is all the reader
+ * takes), a wait acknowledges it and blocks on the queue in one round trip:
+ * LTRIM of the taken list, then BLMOVE of the queue's head into it. The
+ * record that ends the wait is handed out alone, kept in the taken list
+ * like any other until the next receive says it arrived; an operator
+ * station, which takes one packet at a time, so gets each packet from the
+ * server once, with no script. Otherwise, and after a wait that ended with
+ * nothing, the script takes: it checks the box, so that a box damaged on
+ * the server is found within one wait. */
+int receiveOn(RedisConnection& connection, const std::string& port, DravoDataList& out,
+              const std::string& typeFilter, int maxRecords, Arrival& arrival, Clock::time_point deadline)
+{
     for (;;) {
-        const auto [reply, items] =
-            runScriptThen(connection, Script::Take, {port, count, arrived < 0 ? "again" : std::to_string(arrived)},
-                          {"LRANGE", takenKey(port), "0", last});
-        arrived = -1;
-        if (!reply || isError(reply.get()))
-            return reply ? errorCode(reply.get()) : DRAVO_NOT_CONNECTED;
-        if (integer(reply.get()) == -1)
-            return DRAVO_NOT_FOUND;
-        if (isError(items.get()))
-            return errorCode(items.get());
-        arrived = static_cast<long>(size(items.get()));
-        const Taken taken = takeItems(items.get(), out, typeFilter);
+        const long left = msUntil(deadline);
+        const bool drained = maxRecords == 1 || arrival.records < maxRecords;
+        if (arrival.records >= 0 && arrival.whole && drained && left > 0) {
+            const std::string taken = takenKey(port);
+            const std::vector<Reply> waited = connection.blockingPipeline(
+                {{"LTRIM", taken, std::to_string(arrival.records), "-1"},
+                 {"BLMOVE", queueKey(port), taken, "LEFT", "RIGHT", blockingTimeout(left)}},
+                left);
+            arrival = Arrival();
+            if (waited.size() != 2)
+                return DRAVO_NOT_CONNECTED;
+            for (const Reply& reply : waited)
+                if (isError(reply.get()))
+                    return errorCode(reply.get());
+            if (!isNil(waited[1].get())) {
+                arrival = Arrival{1, true};
+                if (!takeItem(waited[1].get(), out, typeFilter)) {
+                    // The mark of a removed box, whose taken list went with it.
+                    connection.command({"DEL", taken});
+                    return DRAVO_NOT_FOUND;
+                }
+                if (!out.isEmpty())
+                    return DRAVO_OK;
+                continue;
+            }
+            arrival = Arrival{0, true};
+        }
+        Taken taken = Taken::None;
+        if (const int rc = scriptTake(connection, port, maxRecords, arrival, out, typeFilter, taken))
+            return rc;
         if (taken != Taken::None)
             return takenResult(taken);
-        const long left = msUntil(deadline);
-        if (left <= 0)
+        if (msUntil(deadline) <= 0)
             return DRAVO_TIMEOUT;
-        // Waits for the queue without taking from it (its head goes back
-        // where it was), so a wait whose reply is lost loses nothing.
-        const std::string queue = queueKey(port);
-        const Reply woken =
-            connection.blockingCommand({"BLMOVE", queue, queue, "LEFT", "LEFT", blockingTimeout(left)}, left);
-        if (!woken || isError(woken.get()))
-            return woken ? errorCode(woken.get()) : DRAVO_NOT_CONNECTED;
-        if (isNil(woken.get()))
-            return DRAVO_TIMEOUT;
-        if (text(woken.get()).empty())
-            return DRAVO_NOT_FOUND;   // the mark of a removed box
     }
 }
 
@@ -186,7 +230,7 @@ int RedisBackend::receive(unsigned int port, DravoDataList& out, const std::stri
     if (maxRecords < 1)
         return DRAVO_BAD_ARGUMENT;
     out.clear();
-    long arrived = -1;
+    Arrival arrived;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         const auto known = m_arrived.find(port);

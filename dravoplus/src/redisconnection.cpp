@@ -448,6 +448,15 @@ Reply RedisConnection::blockingCommand(const Command& args, long waitMs)
     return reply;
 }
 
+std::vector<Reply> RedisConnection::blockingPipeline(const std::vector<Command>& commands, long waitMs)
+{
+    const long normal = m_replyTimeoutMs;
+    setReplyTimeout(waitMs + normal);
+    std::vector<Reply> replies = pipeline(commands);
+    setReplyTimeout(normal);
+    return replies;
+}
+
 bool RedisConnection::isPrimary()
 {
     const Reply role = command({"ROLE"});

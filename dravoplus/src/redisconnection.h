@@ -117,6 +117,8 @@ public:
      * argument given as blockingTimeout(waitMs)); its reply is awaited that
      * much longer than others. */
     Reply blockingCommand(const Command& args, long waitMs);
+    /* The same for a pipeline whose last command blocks. */
+    std::vector<Reply> blockingPipeline(const std::vector<Command>& commands, long waitMs);
     /* Every reply in order, or none at all on an I/O failure. */
     std::vector<Reply> pipeline(const std::vector<Command>& commands);
 

@@ -648,7 +648,8 @@ if arrived then redis.call('LTRIM', box.taken, arrived, -1) end
 -- from the list to the client without becoming Lua strings, which Redis
 -- hashes byte by byte. Unacknowledged records are still there; otherwise
 -- up to count new ones move over from the queue.
-if redis.call('LLEN', box.taken) > 0 then return 0 end
+local held = redis.call('LLEN', box.taken)
+if held > 0 then return held end
 if permitted('SORT', box.queue, 'BY', 'nosort', 'LIMIT', '0', ARGV[2], 'STORE', box.taken)
    and permitted('LTRIM', box.queue, ARGV[2], '-1') then
   redis.call('SORT', box.queue, 'BY', 'nosort', 'LIMIT', 0, count, 'STORE', box.taken)
@@ -662,7 +663,7 @@ else
     if not redis.call('LMOVE', box.queue, box.taken, 'LEFT', 'RIGHT') then break end
   end
 end
-return 0
+return redis.call('LLEN', box.taken)
 )lua"},
     {Script::BoxInfo, R"lua(
 return describeBox(ARGV[1])

@@ -42,8 +42,9 @@ enum class Script {
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
     DeleteBox,       /* name -> 1 | 0 */
     Connect,         /* name -> port | 0 (no box); a damaged box is refused */
-    Take,            /* port, max, arrived | "again" -> 0, the taken list holding what is handed out
-                        (read it with LRANGE right after) | -1 (no box); a damaged box is refused */
+    Take,            /* port, max, arrived | "again" -> the length of the taken list, which holds what
+                        is handed out (read up to max with LRANGE right after) | -1 (no box); a
+                        damaged box is refused */
     BoxInfo,         /* name -> description | nil */
     ListBoxes,       /* -> descriptions in name order */
     Contend,         /* task, me, holder name, record form, leaseMs -> 1 | 0 (held) */
