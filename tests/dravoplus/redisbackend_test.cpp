@@ -50,6 +50,16 @@ std::u16string errorText(int code)
     return DravoPlus::GetErrorString(code);
 }
 
+// The calls of a server command so far (its own and those scripts made),
+// from the server's statistics.
+long long commandCalls(const mvtest::RedisServer& server, const std::string& command)
+{
+    const std::string stats = server.command({"INFO", "commandstats"});
+    const std::string key = "cmdstat_" + command + ":calls=";
+    const auto at = stats.find(key);
+    return at == std::string::npos ? 0 : std::atoll(stats.c_str() + at + key.size());
+}
+
 DravoData statusChange(int pid)
 {
     DravoData record("STATUS_CHANGE");
@@ -373,6 +383,76 @@ TEST_F(RedisBackendTest, DisconnectEndsACallBlockedOnTheServer)
     EXPECT_NE(blocked.get(), DRAVO_OK);
 }
 
+// ---- Receiving ------------------------------------------------------------------------
+
+// An operator station takes one packet at a time. Once its last take
+// reached it, each receive acknowledges it and waits in one round trip that
+// brings the next record: no take script, no second read of the record.
+TEST_F(RedisBackendTest, AReceiverTakingOneRecordAtATimeGetsEachInOneRoundTripWithNoScript)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    constexpr int kKind = 0x450000;
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Station", kKind, 100, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Station", port, nullptr, nullptr), DRAVO_OK);
+    const auto receiveOne = [port]() -> int {
+        DravoDataList list;
+        const int rc = DravoPlus::ReceiveEventN(port, list, nullptr, 1, 2000, nullptr, nullptr);
+        return rc != DRAVO_OK ? -1 : list.size() != 1 ? -2 : list[0].GetSignedIntValue("pid");
+    };
+    ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(100), "test", nullptr), DRAVO_OK);
+    ASSERT_EQ(receiveOne(), 100);
+
+    const long long reads = commandCalls(server, "lrange");
+    const long long sorts = commandCalls(server, "sort");
+    const long long waits = commandCalls(server, "blmove");
+    for (int pid = 1; pid <= 5; ++pid) {
+        ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(pid), "test", nullptr), DRAVO_OK);
+        EXPECT_EQ(receiveOne(), pid);
+    }
+    EXPECT_EQ(commandCalls(server, "lrange"), reads) << "a take read the taken list";
+    EXPECT_EQ(commandCalls(server, "sort"), sorts) << "a take script moved records";
+    EXPECT_EQ(commandCalls(server, "blmove"), waits + 5);
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo("Station", info, nullptr), DRAVO_OK);
+    EXPECT_EQ(info.queued, 0);
+    EXPECT_EQ(server.command({"LLEN", "dravo:taken:" + std::to_string(port)}), "1")
+        << "the last record stays handed out until the next receive says it arrived";
+}
+
+// A box removed while its receiver waits in that round trip: the wait ends
+// with DRAVO_NOT_FOUND at once, and the mark that ended it leaves nothing
+// of the box behind.
+TEST_F(RedisBackendTest, ABoxRemovedWhileItsReceiverWaitsEndsTheWaitAndLeavesNothingBehind)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    constexpr int kKind = 0x460000;
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Going", kKind, 100, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Going", port, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(1), "test", nullptr), DRAVO_OK);
+    DravoDataList first;
+    ASSERT_EQ(DravoPlus::ReceiveEventN(port, first, nullptr, 1, 2000, nullptr, nullptr), DRAVO_OK);
+
+    const auto asked = std::chrono::steady_clock::now();
+    auto waiting = std::async(std::launch::async, [port] {
+        DravoDataList list;
+        return DravoPlus::ReceiveEventN(port, list, nullptr, 1, 10000, nullptr, nullptr);
+    });
+    std::this_thread::sleep_for(200ms);
+    ASSERT_EQ(DravoPlus::DeleteEventBox("Going", nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(waiting.wait_for(5s), std::future_status::ready);
+    EXPECT_EQ(waiting.get(), DRAVO_NOT_FOUND);
+    EXPECT_LT(elapsedMs(asked), 5000);
+    EXPECT_EQ(server.command({"EXISTS", "dravo:taken:" + std::to_string(port)}), "0");
+}
+
 // ---- Damaged data on the server ------------------------------------------------------
 
 // Whatever another program leaves under the middleware's keys is refused or
@@ -623,14 +703,7 @@ protected:
         return out;
     }
 
-    // The calls of a server command so far, from its statistics.
-    long long calls(const std::string& command) const
-    {
-        const std::string stats = m_server.command({"INFO", "commandstats"});
-        const std::string key = "cmdstat_" + command + ":calls=";
-        const auto at = stats.find(key);
-        return at == std::string::npos ? 0 : std::atoll(stats.c_str() + at + key.size());
-    }
+    long long calls(const std::string& command) const { return commandCalls(m_server, command); }
 
     int queued(const char* box) const
     {
@@ -1139,6 +1212,26 @@ TEST_F(RedisLostReplyTest, WaitWhoseReplyIsLostTakesNothing)
     EXPECT_NE(waiting.get(), DRAVO_OK);
     ASSERT_EQ(m_link.lost(), 1);
     EXPECT_EQ(namesReceived(m_port, 10), namesOf("Waited", 1, 2));
+}
+
+// A receiver whose last take reached it waits and takes in one round trip;
+// the reply of that wait lost, the record that ended it is handed out again,
+// ahead of what came after it, and nothing twice.
+TEST_F(RedisLostReplyTest, RecordThatEndedAWaitWhoseReplyIsLostIsHandedOutAgainOnce)
+{
+    ASSERT_EQ(sendNamed(kKind, "Warm", 1), DRAVO_OK);
+    ASSERT_EQ(namesReceived(m_port, 1), namesOf("Warm", 1, 1));
+    m_link.loseReplyHolding("Woken-1");
+    auto waiting = std::async(std::launch::async, [&] {
+        DravoDataList list;
+        return DravoPlus::ReceiveEventN(m_port, list, nullptr, 1, 5000, nullptr, nullptr);
+    });
+    std::this_thread::sleep_for(200ms);
+    ASSERT_EQ(sendNamed(kKind, "Woken", 3), DRAVO_OK);
+    ASSERT_EQ(waiting.wait_for(20s), std::future_status::ready);
+    EXPECT_NE(waiting.get(), DRAVO_OK);
+    ASSERT_EQ(m_link.lost(), 1);
+    EXPECT_EQ(namesReceived(m_port, 1), namesOf("Woken", 1, 3));
 }
 
 TEST_F(RedisLostReplyTest, OrderlySuccessorOnAPersistentBoxSeesNothingTwice)
