@@ -385,72 +385,77 @@ TEST_F(RedisBackendTest, DisconnectEndsACallBlockedOnTheServer)
 
 // ---- Receiving ------------------------------------------------------------------------
 
+// A box of its own kind on a server of its own, and its receiver, whose
+// first take has reached it.
+class RedisReceiveTest : public RedisBackendTest
+{
+protected:
+    static constexpr int kKind = 0x450000;
+
+    void SetUp() override
+    {
+        RedisBackendTest::SetUp();
+        ASSERT_TRUE(m_server.isRunning()) << m_server.error();
+        ASSERT_EQ(useServers(m_server.address()), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::CreateEventBox("Station", kKind, 100, nullptr, nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectPortForRecv("Station", m_port, nullptr, nullptr), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(100), "test", nullptr), DRAVO_OK);
+        ASSERT_EQ(receiveOne(2000), 100);
+    }
+
+    // The pid of the one record a receive gave; -1 when it failed.
+    int receiveOne(int waitMs) const
+    {
+        DravoDataList list;
+        const int rc = DravoPlus::ReceiveEventN(m_port, list, nullptr, 1, waitMs, nullptr, nullptr);
+        return rc != DRAVO_OK ? -1 : list.size() != 1 ? -2 : list[0].GetSignedIntValue("pid");
+    }
+
+    std::string takenKey() const { return "dravo:taken:" + std::to_string(m_port); }
+
+    mvtest::RedisServer m_server;
+    unsigned int m_port = 0;
+};
+
 // An operator station takes one packet at a time. Once its last take
 // reached it, each receive acknowledges it and waits in one round trip that
 // brings the next record: no take script, no second read of the record.
-TEST_F(RedisBackendTest, AReceiverTakingOneRecordAtATimeGetsEachInOneRoundTripWithNoScript)
+TEST_F(RedisReceiveTest, AReceiverTakingOneRecordAtATimeGetsEachInOneRoundTripWithNoScript)
 {
-    mvtest::RedisServer server;
-    ASSERT_TRUE(server.isRunning()) << server.error();
-    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
-    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
-    constexpr int kKind = 0x450000;
-    unsigned int port = 0;
-    ASSERT_EQ(DravoPlus::CreateEventBox("Station", kKind, 100, nullptr, nullptr), DRAVO_OK);
-    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Station", port, nullptr, nullptr), DRAVO_OK);
-    const auto receiveOne = [port]() -> int {
-        DravoDataList list;
-        const int rc = DravoPlus::ReceiveEventN(port, list, nullptr, 1, 2000, nullptr, nullptr);
-        return rc != DRAVO_OK ? -1 : list.size() != 1 ? -2 : list[0].GetSignedIntValue("pid");
-    };
-    ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(100), "test", nullptr), DRAVO_OK);
-    ASSERT_EQ(receiveOne(), 100);
-
-    const long long reads = commandCalls(server, "lrange");
-    const long long sorts = commandCalls(server, "sort");
-    const long long waits = commandCalls(server, "blmove");
+    const long long reads = commandCalls(m_server, "lrange");
+    const long long sorts = commandCalls(m_server, "sort");
+    const long long waits = commandCalls(m_server, "blmove");
     for (int pid = 1; pid <= 5; ++pid) {
         ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(pid), "test", nullptr), DRAVO_OK);
-        EXPECT_EQ(receiveOne(), pid);
+        EXPECT_EQ(receiveOne(2000), pid);
     }
-    EXPECT_EQ(commandCalls(server, "lrange"), reads) << "a take read the taken list";
-    EXPECT_EQ(commandCalls(server, "sort"), sorts) << "a take script moved records";
-    EXPECT_EQ(commandCalls(server, "blmove"), waits + 5);
+    EXPECT_EQ(commandCalls(m_server, "lrange"), reads) << "a take read the taken list";
+    EXPECT_EQ(commandCalls(m_server, "sort"), sorts) << "a take script moved records";
+    EXPECT_EQ(commandCalls(m_server, "blmove"), waits + 5);
     DravoEventBoxInfo info;
     ASSERT_EQ(DravoPlus::GetEventBoxInfo("Station", info, nullptr), DRAVO_OK);
     EXPECT_EQ(info.queued, 0);
-    EXPECT_EQ(server.command({"LLEN", "dravo:taken:" + std::to_string(port)}), "1")
+    EXPECT_EQ(m_server.command({"LLEN", takenKey()}), "1")
         << "the last record stays handed out until the next receive says it arrived";
 }
 
 // A box removed while its receiver waits in that round trip: the wait ends
 // with DRAVO_NOT_FOUND at once, and the mark that ended it leaves nothing
 // of the box behind.
-TEST_F(RedisBackendTest, ABoxRemovedWhileItsReceiverWaitsEndsTheWaitAndLeavesNothingBehind)
+TEST_F(RedisReceiveTest, ABoxRemovedWhileItsReceiverWaitsEndsTheWaitAndLeavesNothingBehind)
 {
-    mvtest::RedisServer server;
-    ASSERT_TRUE(server.isRunning()) << server.error();
-    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
-    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
-    constexpr int kKind = 0x460000;
-    unsigned int port = 0;
-    ASSERT_EQ(DravoPlus::CreateEventBox("Going", kKind, 100, nullptr, nullptr), DRAVO_OK);
-    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Going", port, nullptr, nullptr), DRAVO_OK);
-    ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(1), "test", nullptr), DRAVO_OK);
-    DravoDataList first;
-    ASSERT_EQ(DravoPlus::ReceiveEventN(port, first, nullptr, 1, 2000, nullptr, nullptr), DRAVO_OK);
-
     const auto asked = std::chrono::steady_clock::now();
-    auto waiting = std::async(std::launch::async, [port] {
+    auto waiting = std::async(std::launch::async, [this] {
         DravoDataList list;
-        return DravoPlus::ReceiveEventN(port, list, nullptr, 1, 10000, nullptr, nullptr);
+        return DravoPlus::ReceiveEventN(m_port, list, nullptr, 1, 10000, nullptr, nullptr);
     });
     std::this_thread::sleep_for(200ms);
-    ASSERT_EQ(DravoPlus::DeleteEventBox("Going", nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::DeleteEventBox("Station", nullptr, nullptr), DRAVO_OK);
     ASSERT_EQ(waiting.wait_for(5s), std::future_status::ready);
     EXPECT_EQ(waiting.get(), DRAVO_NOT_FOUND);
     EXPECT_LT(elapsedMs(asked), 5000);
-    EXPECT_EQ(server.command({"EXISTS", "dravo:taken:" + std::to_string(port)}), "0");
+    EXPECT_EQ(m_server.command({"EXISTS", takenKey()}), "0");
 }
 
 // ---- Damaged data on the server ------------------------------------------------------
@@ -1179,6 +1184,24 @@ protected:
         ASSERT_EQ(DravoPlus::ConnectPortForRecv("Taker", m_port, nullptr, nullptr), DRAVO_OK);
     }
 
+    // A receive of at most maxRecords waiting up to waitMs on the box, and
+    // count records named after stem sent once it waits (or before it took):
+    // what the receive gave.
+    int receiveWhileSending(const char* stem, int count, int maxRecords, int waitMs)
+    {
+        auto waiting = std::async(std::launch::async, [&] {
+            DravoDataList list;
+            return DravoPlus::ReceiveEventN(m_port, list, nullptr, maxRecords, waitMs, nullptr, nullptr);
+        });
+        std::this_thread::sleep_for(200ms);
+        EXPECT_EQ(sendNamed(kKind, stem, count), DRAVO_OK);
+        if (waiting.wait_for(20s) != std::future_status::ready) {
+            ADD_FAILURE() << "the receive did not return";
+            return DRAVO_OK;
+        }
+        return waiting.get();
+    }
+
     static constexpr int kKind = 0x430000;
     mvtest::RedisServer m_server;
     mvtest::FaultyLink m_link{m_server.port()};
@@ -1200,16 +1223,9 @@ TEST_F(RedisLostReplyTest, BatchWhoseReplyIsLostIsHandedOutAgainInOrderAndNothin
 TEST_F(RedisLostReplyTest, WaitWhoseReplyIsLostTakesNothing)
 {
     m_link.loseReplyHolding("Waited-1");
-    auto waiting = std::async(std::launch::async, [&] {
-        DravoDataList list;
-        return DravoPlus::ReceiveEventN(m_port, list, nullptr, 10, 1000, nullptr, nullptr);
-    });
     // Sent once the receiver waits, or before it took: either answer is
     // the one lost.
-    std::this_thread::sleep_for(200ms);
-    ASSERT_EQ(sendNamed(kKind, "Waited", 2), DRAVO_OK);
-    ASSERT_EQ(waiting.wait_for(20s), std::future_status::ready);
-    EXPECT_NE(waiting.get(), DRAVO_OK);
+    EXPECT_NE(receiveWhileSending("Waited", 2, 10, 1000), DRAVO_OK);
     ASSERT_EQ(m_link.lost(), 1);
     EXPECT_EQ(namesReceived(m_port, 10), namesOf("Waited", 1, 2));
 }
@@ -1222,14 +1238,7 @@ TEST_F(RedisLostReplyTest, RecordThatEndedAWaitWhoseReplyIsLostIsHandedOutAgainO
     ASSERT_EQ(sendNamed(kKind, "Warm", 1), DRAVO_OK);
     ASSERT_EQ(namesReceived(m_port, 1), namesOf("Warm", 1, 1));
     m_link.loseReplyHolding("Woken-1");
-    auto waiting = std::async(std::launch::async, [&] {
-        DravoDataList list;
-        return DravoPlus::ReceiveEventN(m_port, list, nullptr, 1, 5000, nullptr, nullptr);
-    });
-    std::this_thread::sleep_for(200ms);
-    ASSERT_EQ(sendNamed(kKind, "Woken", 3), DRAVO_OK);
-    ASSERT_EQ(waiting.wait_for(20s), std::future_status::ready);
-    EXPECT_NE(waiting.get(), DRAVO_OK);
+    EXPECT_NE(receiveWhileSending("Woken", 3, 1, 5000), DRAVO_OK);
     ASSERT_EQ(m_link.lost(), 1);
     EXPECT_EQ(namesReceived(m_port, 1), namesOf("Woken", 1, 3));
 }
