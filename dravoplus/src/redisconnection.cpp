@@ -441,11 +441,8 @@ std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& command
 
 Reply RedisConnection::blockingCommand(const Command& args, long waitMs)
 {
-    const long normal = m_replyTimeoutMs;
-    setReplyTimeout(waitMs + normal);
-    Reply reply = command(args);
-    setReplyTimeout(normal);
-    return reply;
+    std::vector<Reply> one = blockingPipeline({args}, waitMs);
+    return one.empty() ? Reply() : std::move(one.front());
 }
 
 std::vector<Reply> RedisConnection::blockingPipeline(const std::vector<Command>& commands, long waitMs)
