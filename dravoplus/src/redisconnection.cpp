@@ -383,20 +383,67 @@ void RedisConnection::setReplyTimeout(long ms)
         m_failed = true;
 }
 
-void RedisConnection::append(const Command& head, const Command& tail)
+namespace {
+
+/* A decimal number's digits, for the lengths in the protocol's headers. */
+std::size_t digits(std::size_t n)
 {
-    std::vector<const char*> argv;
-    std::vector<std::size_t> lengths;
-    argv.reserve(head.size() + tail.size());
-    lengths.reserve(head.size() + tail.size());
+    std::size_t count = 1;
+    while (n >= 10) {
+        n /= 10;
+        ++count;
+    }
+    return count;
+}
+
+/* "<marker><n>\r\n" */
+void header(std::string& out, char marker, std::size_t n)
+{
+    char text[24];
+    char* end = text + sizeof text;
+    char* at = end;
+    do {
+        *--at = static_cast<char>('0' + n % 10);
+        n /= 10;
+    } while (n > 0);
+    out += marker;
+    out.append(at, static_cast<std::size_t>(end - at));
+    out += "\r\n";
+}
+
+} // namespace
+
+/* The command in the protocol's form, added to what the next write sends.
+ * Made here in one buffer sized in advance: hiredis grows its own a piece
+ * at a time, and a field driver's poll of a hundred records would be
+ * copied over several times on the way. */
+void RedisConnection::format(const Command& head, const Command& tail)
+{
+    const std::size_t argc = head.size() + tail.size();
+    std::size_t size = 3 + digits(argc);
+    for (const Command* part : {&head, &tail})
+        for (const std::string& a : *part)
+            size += 5 + digits(a.size()) + a.size();
+    m_out.reserve(m_out.size() + size);
+    header(m_out, '*', argc);
     for (const Command* part : {&head, &tail}) {
         for (const std::string& a : *part) {
-            argv.push_back(a.data());
-            lengths.push_back(a.size());
+            header(m_out, '$', a.size());
+            m_out += a;
+            m_out += "\r\n";
         }
     }
-    if (redisAppendCommandArgv(m_context, static_cast<int>(argv.size()), argv.data(), lengths.data()) != REDIS_OK)
+}
+
+/* Hands what format() made to the connection's output, in one piece. */
+void RedisConnection::flush()
+{
+    if (redisAppendFormattedCommand(m_context, m_out.data(), m_out.size()) != REDIS_OK)
         m_failed = true;
+    m_out.clear();
+    /* A pipeline of tens of megabytes leaves no buffer that size behind. */
+    if (m_out.capacity() > kKeptOutput)
+        std::string().swap(m_out);
 }
 
 std::vector<Reply> RedisConnection::replies(std::size_t count)
@@ -425,7 +472,8 @@ Reply RedisConnection::command(const Command& head, const Command& tail)
 {
     if (broken())
         return Reply();
-    append(head, tail);
+    format(head, tail);
+    flush();
     std::vector<Reply> one = replies(1);
     return one.empty() ? Reply() : std::move(one.front());
 }
@@ -434,8 +482,10 @@ std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& command
 {
     if (broken())
         return std::vector<Reply>();
+    static const Command none;
     for (const Command& args : commands)
-        append(args, Command());
+        format(args, none);
+    flush();
     return replies(commands.size());
 }
 

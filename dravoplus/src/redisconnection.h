@@ -137,11 +137,16 @@ public:
 private:
     /* The connection alone, replies awaited for timeoutMs. */
     int connect(const RedisAddress& address, long timeoutMs);
-    void append(const Command& head, const Command& tail);
+    void format(const Command& head, const Command& tail);
+    void flush();
     /* The next count replies in order, or none on an I/O failure. */
     std::vector<Reply> replies(std::size_t count);
 
+    /* Output buffers above this are let go after use. */
+    static constexpr std::size_t kKeptOutput = 1 << 20;
+
     redisContext* m_context = nullptr;
+    std::string m_out;
     long m_replyTimeoutMs = 0;
     bool m_failed = false;
 };
