@@ -264,6 +264,7 @@ void RedisBackend::bringUp(std::size_t index, const RedisAddress* address, std::
         m_transactions = -1;
         m_connected = true;
     }
+    setKnownDeliveries(Deliveries());
     m_sink.connectionUp();
     m_sink.activeServerChanged(shown);
 }

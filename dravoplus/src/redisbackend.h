@@ -76,6 +76,22 @@ struct Arrival {
     bool whole = false;
 };
 
+/* Where a transaction's raw changes go, as Script::Targets found it: each
+ * healthy box of the kind with the settings it was found healthy with, and
+ * the damaged ones, which get nothing. */
+struct DeliveryBox {
+    std::string name;
+    std::string queue;
+    Command settings;        /* as stored: kind, capacity, domain, owner, port, persistent, dropped */
+    long long capacity = 0;
+};
+struct Deliveries {
+    bool known = false;
+    std::vector<DeliveryBox> boxes;
+    std::vector<std::string> damaged;
+    std::vector<std::string> names;   /* of the healthy boxes, in order, for comparing with the kind's index */
+};
+
 class RedisBackend final : public Backend
 {
 public:
@@ -155,6 +171,12 @@ private:
     int writeOnce(RedisConnection& connection, const std::vector<std::string>& names,
                   const std::vector<const DravoPartialData*>& partials, bool publish,
                   const std::vector<std::string>& unique, const Command& keys);
+    /* The boxes a transaction last delivered to without a script, when all
+     * were healthy; forgotten when they change. */
+    Deliveries knownDeliveries();
+    void setKnownDeliveries(Deliveries deliveries);
+    void settleTrimmed(RedisConnection& connection, Deliveries deliveries, const std::string& count,
+                       const redisReply* exec);
     /* DRAVO_OK when this client's Redis user may run transactions, or the
      * refusal; asked of the server once per connection to it. */
     int transactionsAllowed(RedisConnection& connection);
@@ -216,6 +238,8 @@ private:
     /* transactionsAllowed()'s answer for the server connected to: -1 not yet
      * asked, else DRAVO_OK or the refusal. */
     std::atomic<int> m_transactions{-1};
+    std::mutex m_deliveriesMutex;        /* guards what follows */
+    Deliveries m_deliveries;             /* see knownDeliveries() */
     ConnectionPool m_pool;
     std::unique_ptr<RedisConnection> m_monitorConnection;   /* the monitor's own */
     std::thread m_monitor;

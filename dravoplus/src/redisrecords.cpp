@@ -35,6 +35,7 @@
 
 #include "partialwrite.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace dravo {
@@ -66,6 +67,14 @@ void uniqueKeys(const std::vector<std::string>& names, std::vector<std::string>&
         }
     }
 }
+
+/* The settings Script::Targets gives with each box, and where the capacity,
+ * the port and the dropped count are among them. */
+constexpr std::size_t kTargetSettings = 7;
+constexpr std::size_t kCapacitySetting = 1;
+constexpr std::size_t kPortSetting = 4;
+constexpr std::size_t kDroppedSetting = 6;
+const Command kSettingNames{"kind", "capacity", "domain", "owner", "port", "persistent", "dropped"};
 
 /* Why a stored record read as nil: a missing key, or one that holds no
  * string (MGET reads both as nil). */
@@ -235,28 +244,154 @@ int RedisBackend::applyAndWrite(RedisConnection& connection, const std::vector<s
     return DRAVO_SERVER_ERROR;
 }
 
+Deliveries RedisBackend::knownDeliveries()
+{
+    std::lock_guard<std::mutex> lock(m_deliveriesMutex);
+    return m_deliveries;
+}
+
+void RedisBackend::setKnownDeliveries(Deliveries deliveries)
+{
+    std::lock_guard<std::mutex> lock(m_deliveriesMutex);
+    m_deliveries = std::move(deliveries);
+}
+
+/* After a transaction whose pushes each box's trim followed (their
+ * replies in exec after the MSET's): a box whose queue was damaged
+ * meanwhile got nothing, and Settle counts what it missed; a box that went
+ * over its capacity dropped its oldest at once, and what it dropped is
+ * counted now. The known deliveries follow the boxes' dropped counts. */
+void RedisBackend::settleTrimmed(RedisConnection& connection, Deliveries deliveries, const std::string& count,
+                                 const redisReply* exec)
+{
+    bool intact = true;
+    for (std::size_t b = 0; b < deliveries.boxes.size(); ++b) {
+        DeliveryBox& box = deliveries.boxes[b];
+        const redisReply* pushed = at(exec, 1 + 2 * b);
+        if (isError(pushed)) {
+            intact = false;
+            runScript(connection, Script::Settle, {count, "1", box.name});
+        } else if (integer(pushed) > box.capacity) {
+            const Reply dropped =
+                runScript(connection, Script::Dropped, {box.name, std::to_string(integer(pushed) - box.capacity)});
+            box.settings[kDroppedSetting] = std::to_string(integer(dropped.get()));
+        }
+    }
+    setKnownDeliveries(intact ? std::move(deliveries) : Deliveries());
+}
+
+namespace {
+
+/* Script::Targets' reply. */
+Deliveries readTargets(const redisReply* reply)
+{
+    Deliveries out;
+    const redisReply* targets = at(reply, 0);
+    const redisReply* damaged = at(reply, 1);
+    for (std::size_t i = 0; i + 2 + kTargetSettings <= size(targets); i += 2 + kTargetSettings) {
+        DeliveryBox box;
+        box.name = text(at(targets, i));
+        box.queue = text(at(targets, i + 1));
+        for (std::size_t k = 0; k < kTargetSettings; ++k)
+            box.settings.push_back(text(at(targets, i + 2 + k)));
+        box.capacity = integer(at(targets, i + 2 + kCapacitySetting));
+        out.names.push_back(box.name);
+        out.boxes.push_back(std::move(box));
+    }
+    for (std::size_t i = 0; i < size(damaged); ++i)
+        out.damaged.push_back(text(at(damaged, i)));
+    std::sort(out.names.begin(), out.names.end());
+    out.known = true;
+    return out;
+}
+
+/* The reads that tell whether the boxes of raw changes are still as known:
+ * the kind's index, and each box's settings and the types of its lists. */
+void askDeliveries(const Deliveries& known, std::vector<Command>& commands)
+{
+    commands.push_back({"SMEMBERS", kindKey(DRAVO_EVENT_RAW_CHANGE)});
+    for (const DeliveryBox& box : known.boxes) {
+        Command settings{"HMGET", boxKey(box.name)};
+        settings.insert(settings.end(), kSettingNames.begin(), kSettingNames.end());
+        commands.push_back(std::move(settings));
+        commands.push_back({"TYPE", box.queue});
+        commands.push_back({"TYPE", takenKey(box.settings[kPortSetting])});
+    }
+}
+
+/* A list's key that holds a list or nothing yet. */
+bool listOrNothing(const redisReply* type)
+{
+    const std::string t = text(type);
+    return t == "list" || t == "none";
+}
+
+/* Whether the replies to askDeliveries(), from first on, show the boxes
+ * unchanged: the same names in the index, the same settings, lists where
+ * the lists go. Anything else, healthy or not, is left to Script::Targets
+ * to judge. */
+bool sameDeliveries(const Deliveries& known, const std::vector<Reply>& replies, std::size_t first)
+{
+    const redisReply* members = replies[first].get();
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < size(members); ++i)
+        names.push_back(text(at(members, i)));
+    std::sort(names.begin(), names.end());
+    if (names != known.names)
+        return false;
+    std::size_t r = first + 1;
+    for (const DeliveryBox& box : known.boxes) {
+        const redisReply* settings = replies[r].get();
+        if (size(settings) != kTargetSettings)
+            return false;
+        for (std::size_t k = 0; k < kTargetSettings; ++k)
+            if (isNil(at(settings, k)) || text(at(settings, k)) != box.settings[k])
+                return false;
+        if (!listOrNothing(replies[r + 1].get()) || !listOrNothing(replies[r + 2].get()))
+            return false;
+        r += 3;
+    }
+    return true;
+}
+
+} // namespace
+
 /* One attempt. The first round trip watches the records (and the index of
  * the boxes of raw changes, so that a box made or removed meanwhile makes
- * the attempt start again), reads them and asks where the changes go; the
- * second writes and delivers. */
+ * the attempt start again), reads them and finds where the changes go; the
+ * second writes and delivers.
+ *
+ * Where they go is asked of Script::Targets, which judges each box, and
+ * Script::Settle then holds the boxes to their capacities. Both cost the
+ * server more than the rest of the write, and the boxes of raw changes
+ * hardly ever change: so once Targets found them all healthy, a write
+ * rather reads their settings under WATCH and, when nothing changed,
+ * pushes and trims each box to its capacity itself; what a box dropped is
+ * then counted right after, by Script::Dropped. */
 int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::string>& names,
                             const std::vector<const DravoPartialData*>& partials, bool publish,
                             const std::vector<std::string>& unique, const Command& keys)
 {
-    if (publish && !(knowScript(connection, Script::Targets) && knowScript(connection, Script::Settle)))
+    const Deliveries known = publish ? knownDeliveries() : Deliveries();
+    const bool quick = publish && known.known;
+    if (publish && !quick && !(knowScript(connection, Script::Targets) && knowScript(connection, Script::Settle)))
         return connection.broken() ? DRAVO_NOT_CONNECTED : DRAVO_SERVER_ERROR;
     const std::string kind = std::to_string(DRAVO_EVENT_RAW_CHANGE);
     Command watch{"WATCH"};
     watch.insert(watch.end(), keys.begin(), keys.end());
+    if (publish)
+        watch.push_back(kindKey(DRAVO_EVENT_RAW_CHANGE));
+    for (const DeliveryBox& box : known.boxes)
+        watch.push_back(boxKey(box.name));
     Command read{"MGET"};
     read.insert(read.end(), keys.begin(), keys.end());
     std::vector<Command> first;
-    if (publish) {
-        watch.push_back(kindKey(DRAVO_EVENT_RAW_CHANGE));
-        first = {std::move(watch), std::move(read), scriptCommand(Script::Targets, {kind, ""})};
-    } else {
-        first = {std::move(watch), std::move(read)};
-    }
+    first.push_back(std::move(watch));
+    first.push_back(std::move(read));
+    if (quick)
+        askDeliveries(known, first);
+    else if (publish)
+        first.push_back(scriptCommand(Script::Targets, {kind, ""}));
     const std::vector<Reply> stored = connection.pipeline(first);
     if (stored.size() != first.size())
         return DRAVO_NOT_CONNECTED;
@@ -269,6 +404,15 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
             return giveUp(loadScript(connection, Script::Targets) ? kTryAgain : DRAVO_SERVER_ERROR);
         if (isError(reply.get()))
             return giveUp(errorCode(reply.get()));
+    }
+    Deliveries deliveries = known;
+    if (quick && !sameDeliveries(known, stored, 2)) {
+        setKnownDeliveries(Deliveries());
+        return giveUp(kTryAgain);
+    }
+    if (publish && !quick) {
+        deliveries = readTargets(stored[2].get());
+        setKnownDeliveries(deliveries.damaged.empty() ? deliveries : Deliveries());
     }
 
     std::unordered_map<std::string, const redisReply*> forms;
@@ -296,21 +440,26 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
         store.push_back(written[index]);
     }
     std::vector<Command> second{{"MULTI"}, std::move(store)};
+    /* With every box healthy, each is held to its capacity by a trim after
+     * its push; with damaged ones, Settle also counts what they missed. */
+    const bool trim = publish && deliveries.damaged.empty();
+    const std::string count = std::to_string(written.size());
     Command settle;
     if (publish) {
-        const redisReply* targets = at(stored[2].get(), 0);
-        const redisReply* damaged = at(stored[2].get(), 1);
-        settle = {std::to_string(written.size()), std::to_string(size(targets) / 2)};
-        for (std::size_t i = 0; i + 1 < size(targets); i += 2) {
-            settle.push_back(text(at(targets, i)));
-            Command push{"RPUSH", text(at(targets, i + 1))};
+        for (const DeliveryBox& box : deliveries.boxes) {
+            Command push{"RPUSH", box.queue};
             push.insert(push.end(), written.begin(), written.end());
             second.push_back(std::move(push));
+            if (trim)
+                second.push_back({"LTRIM", box.queue, std::to_string(-box.capacity), "-1"});
         }
-        for (std::size_t i = 0; i < size(damaged); ++i)
-            settle.push_back(text(at(damaged, i)));
-        if (settle.size() > 2)
-            second.push_back(scriptCommand(Script::Settle, settle));
+    }
+    if (publish && !trim) {
+        settle = {count, std::to_string(deliveries.boxes.size())};
+        for (const DeliveryBox& box : deliveries.boxes)
+            settle.push_back(box.name);
+        settle.insert(settle.end(), deliveries.damaged.begin(), deliveries.damaged.end());
+        second.push_back(scriptCommand(Script::Settle, settle));
     }
     second.push_back({"EXEC"});
     const std::vector<Reply> done = connection.pipeline(second);
@@ -327,10 +476,14 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
                 return errorCode(done[i].get());
         return errorCode(exec);
     }
+    if (trim) {
+        settleTrimmed(connection, deliveries, count, exec);
+        return DRAVO_OK;
+    }
     /* The script cache emptied since the first round trip: the boxes are
      * held to their capacities right after instead. A push to a box damaged
      * meanwhile failed alone; Settle counts what it missed. */
-    if (settle.size() > 2 && isNoScript(at(exec, size(exec) - 1)))
+    if (!settle.empty() && isNoScript(at(exec, size(exec) - 1)))
         runScript(connection, Script::Settle, settle);
     return DRAVO_OK;
 }

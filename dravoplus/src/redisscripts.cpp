@@ -167,7 +167,7 @@ local function readBox(name)
   local taken = P .. 'taken:' .. v[5]
   if not fits(taken, 'list') then return false, 'what it handed out is not a list' end
   return {name = name, key = key, kind = v[1], capacity = tonumber(v[2]), domain = v[3], owner = v[4],
-          port = v[5], persistent = v[6], dropped = v[7], queue = queue, taken = taken}
+          port = v[5], persistent = v[6], dropped = v[7], queue = queue, taken = taken, fields = v}
 end
 
 -- Records a damaged box missed, per box name.
@@ -206,14 +206,21 @@ local function deliveryTargets(kind, domain)
   return boxes, damaged
 end
 
+-- What a box dropped over its capacity is counted, and its owner told;
+-- gives the box's count since it was made.
+local function countDropped(box, excess)
+  local dropped = redis.call('HINCRBY', box.key, 'dropped', excess)
+  notice(box.owner, 'O' .. excess .. ':' .. box.name)
+  return dropped
+end
+
 -- A box that has just been given records: over its capacity it drops its
 -- oldest, counts them and tells its owner.
 local function settle(box)
   local excess = redis.call('LLEN', box.queue) - box.capacity
   if excess > 0 then
     redis.call('LTRIM', box.queue, excess, -1)
-    redis.call('HINCRBY', box.key, 'dropped', excess)
-    notice(box.owner, 'O' .. excess .. ':' .. box.name)
+    countDropped(box, excess)
   end
 end
 
@@ -561,13 +568,16 @@ return 1
 )lua"},
     {Script::Targets, R"lua(
 -- Where a delivery that the client makes itself goes (a transaction's
--- pushes, see Settle): the name and queue of each box, then the names of the
--- damaged ones, which get nothing.
+-- pushes, see Settle): the name and queue of each box with the settings
+-- it was found healthy with (kind, capacity, domain, owner, port,
+-- persistent, dropped, as stored), then the names of the damaged ones,
+-- which get nothing.
 local boxes, damaged = deliveryTargets(ARGV[1], ARGV[2])
 local targets = {}
 for _, box in ipairs(boxes) do
   targets[#targets + 1] = box.name
   targets[#targets + 1] = box.queue
+  for _, field in ipairs(box.fields) do targets[#targets + 1] = field end
 end
 return {targets, damaged}
 )lua"},
@@ -582,6 +592,14 @@ for i = 3, 2 + healthy do
 end
 for i = 3 + healthy, #ARGV do countSkipped(ARGV[i], count) end
 return 1
+)lua"},
+    {Script::Dropped, R"lua(
+-- A transaction held a box to its capacity itself (LTRIM after its push):
+-- what the box dropped is counted and its owner told, as settle does.
+-- Gives the box's dropped count now, or -1 when it is gone or damaged.
+local box = readBox(ARGV[1])
+if not box then return -1 end
+return countDropped(box, tonumber(ARGV[2]))
 )lua"},
     {Script::CreateBox, R"lua(
 local key = P .. 'box:' .. ARGV[1]
@@ -861,6 +879,11 @@ std::string queueKey(const std::string& port)
 std::string kindKey(int kind)
 {
     return kPrefix + std::string("kind:") + std::to_string(kind);
+}
+
+std::string boxKey(const std::string& name)
+{
+    return kPrefix + std::string("box:") + name;
 }
 
 std::string takenKey(const std::string& port)

@@ -36,8 +36,9 @@ enum class Script {
                         {2, entry} (stored type differs: apply here instead) |
                         {3, entry} (the record's key holds no string) */
     Send,            /* kind, domain, forms... */
-    Targets,         /* kind, domain -> {{name, queue key}..., {damaged box names...}} */
+    Targets,         /* kind, domain -> {{name, queue key, kTargetFields settings}..., {damaged box names...}} */
     Settle,          /* count, n, n box names given count records each, damaged box names... */
+    Dropped,         /* box name, count dropped over its capacity -> its dropped count | -1 (no box) */
     CreateBox,       /* name, kind, capacity, domain, owner -> port | 0 (exists) */
     SetPersistent,   /* name, 0|1 -> 1 | 0 (no box) */
     DeleteBox,       /* name -> 1 | 0 */
@@ -63,6 +64,7 @@ enum class Script {
 DRAVO_AUTOTEST_EXPORT std::string recordKey(const std::string& name);
 std::string queueKey(const std::string& port);
 std::string kindKey(int kind);
+std::string boxKey(const std::string& name);
 std::string takenKey(const std::string& port);
 std::string packetQueueKey(const std::string& target);
 std::string replyKey(const std::string& handle);

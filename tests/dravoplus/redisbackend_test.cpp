@@ -8,6 +8,7 @@
 // backend shares with the embedded one.
 #include "middlewarefixture.h"
 #include "redisconnection.h"
+#include "redisscripts.h"
 
 #include "faultylink.h"
 #include "isolatedsettings.h"
@@ -851,6 +852,117 @@ TEST_F(RedisTransactionWriteTest, ConcurrentLargeBatchesOnTheSameRecordsLoseNoWr
         quality = change.GetSignedIntValue("quality");
         count = change.GetSignedIntValue("changeCount");
     }
+}
+
+// The boxes of raw changes hardly ever change: once a transaction found them
+// all healthy, a later one reads their settings under WATCH instead of
+// asking a script where its changes go, and holds each box to its capacity
+// itself. The server is made to forget its scripts after the first write:
+// had a later one asked, the script would be back in its cache.
+TEST_F(RedisTransactionWriteTest, LaterLargeBatchesFindTheBoxesWithoutAScriptAndEveryChangeArrives)
+{
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(0), nullptr, nullptr), DRAVO_OK);
+    const std::string targets =
+        m_server.command({"SCRIPT", "LOAD", dravo::redis::scriptSource(dravo::redis::Script::Targets)});
+    ASSERT_EQ(targets.size(), 40u);
+    ASSERT_EQ(m_server.command({"SCRIPT", "FLUSH"}), "OK");
+    for (int round = 1; round <= 3; ++round)
+        ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(100 * round), nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(m_server.command({"SCRIPT", "EXISTS", targets}), "0") << "no later write asked where to deliver";
+
+    const std::vector<DravoData> changes = conformance::receiveRecords(m_port, 4 * kPoints);
+    ASSERT_EQ(changes.size(), static_cast<std::size_t>(4 * kPoints));
+    for (int round = 0; round <= 3; ++round) {
+        for (int i = 0; i < kPoints; ++i) {
+            const DravoData& change = changes[static_cast<std::size_t>(round * kPoints + i)];
+            EXPECT_EQ(change.GetDataName(), m_names[static_cast<std::size_t>(i)]);
+            EXPECT_EQ(change.GetSignedIntValue("quality"), 100 * round + i);
+        }
+    }
+    EXPECT_EQ(queued("Raw"), 0);
+}
+
+TEST_F(RedisTransactionWriteTest, ABoxMadeBetweenLargeBatchesGetsTheChangesOfTheNextOnly)
+{
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(0), nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::CreateEventBox("Late", DRAVO_EVENT_RAW_CHANGE, 100, nullptr, nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Late", port, nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(100), nullptr, nullptr), DRAVO_OK);
+
+    const std::vector<DravoData> late = conformance::receiveRecords(port, kPoints);
+    ASSERT_EQ(late.size(), static_cast<std::size_t>(kPoints));
+    for (int i = 0; i < kPoints; ++i)
+        EXPECT_EQ(late[static_cast<std::size_t>(i)].GetSignedIntValue("quality"), 100 + i);
+    EXPECT_EQ(queued("Late"), 0);
+    EXPECT_EQ(queued("Raw"), 2 * kPoints);
+
+    // And a box removed in between gets nothing more, while the others do.
+    ASSERT_EQ(DravoPlus::DeleteEventBox("Late", nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(200), nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(queued("Raw"), 3 * kPoints);
+    EXPECT_EQ(m_server.command({"LLEN", "dravo:q:" + std::to_string(port)}), "1") << "only the mark of its removal";
+}
+
+// Damage by hand between two writes (a box's settings, a queue that is no
+// list any more) is noticed by the next write: the damaged box is skipped
+// and what it missed counted, every healthy box gets its changes.
+TEST_F(RedisTransactionWriteTest, ABoxDamagedBetweenLargeBatchesIsSkippedAndWhatItMissedCounted)
+{
+    unsigned int ports[2] = {0, 0};
+    for (const char* box : {"Settings", "Queue"})
+        ASSERT_EQ(DravoPlus::CreateEventBox(box, DRAVO_EVENT_RAW_CHANGE, 100, nullptr, nullptr), DRAVO_OK) << box;
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Settings", ports[0], nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Queue", ports[1], nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(0), nullptr, nullptr), DRAVO_OK);
+
+    ASSERT_EQ(m_server.command({"HSET", "dravo:box:Settings", "capacity", "lots"}), "0");
+    const std::string queue = "dravo:q:" + std::to_string(ports[1]);
+    ASSERT_EQ(m_server.command({"DEL", queue}), "1");
+    ASSERT_EQ(m_server.command({"SET", queue, "not a list"}), "OK");
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(100), nullptr, nullptr), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(200), nullptr, nullptr), DRAVO_OK);
+
+    for (const char* box : {"Settings", "Queue"}) {
+        DravoEventBoxInfo info;
+        ASSERT_EQ(DravoPlus::GetEventBoxInfo(box, info, nullptr), DRAVO_OK) << box;
+        EXPECT_FALSE(info.damage.empty()) << box;
+        EXPECT_EQ(info.skipped, static_cast<std::uint64_t>(2 * kPoints)) << box << " missed the two later writes";
+    }
+    EXPECT_EQ(m_server.command({"GET", queue}), "not a list") << "nothing was pushed to the damaged queue";
+    EXPECT_EQ(queued("Raw"), 3 * kPoints);
+
+    // Mended, the box is written to again.
+    ASSERT_EQ(m_server.command({"HSET", "dravo:box:Settings", "capacity", "100"}), "0");
+    ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(300), nullptr, nullptr), DRAVO_OK);
+    EXPECT_EQ(queued("Settings"), 2 * kPoints);
+}
+
+// A box that stays full (its reader stalled) write after write: each write
+// drops the oldest at once, and every drop is counted and told to the owner.
+TEST_F(RedisTransactionWriteTest, ABoxOverItsCapacityWriteAfterWriteCountsEveryDropAndTellsItsOwner)
+{
+    RecordingListener listener;
+    ASSERT_EQ(DravoPlus::CreateEventBox("Small", DRAVO_EVENT_RAW_CHANGE, 5, nullptr, nullptr), DRAVO_OK);
+    unsigned int port = 0;
+    ASSERT_EQ(DravoPlus::ConnectPortForRecv("Small", port, nullptr, nullptr), DRAVO_OK);
+    constexpr int kWrites = 4;
+    for (int round = 0; round < kWrites; ++round)
+        ASSERT_EQ(DravoPlus::PutPartialDataPoints(qualities(100 * round), nullptr, nullptr), DRAVO_OK);
+
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo("Small", info, nullptr), DRAVO_OK);
+    EXPECT_EQ(info.queued, 5);
+    EXPECT_EQ(info.dropped, static_cast<std::uint64_t>(kWrites * kPoints - 5));
+    EXPECT_TRUE(info.damage.empty()) << info.damage;
+    std::vector<int> kept;
+    for (const DravoData& change : conformance::receiveRecords(port, 5))
+        kept.push_back(change.GetSignedIntValue("quality"));
+    EXPECT_EQ(kept, (std::vector<int>{315, 316, 317, 318, 319}));
+    EXPECT_TRUE(conformance::waitUntil([&] { return listener.droppedFor("Small") >= kWrites * kPoints - 5; }))
+        << "overflow notifications counted " << listener.droppedFor("Small") << " dropped records";
+    EXPECT_EQ(listener.droppedFor("Small"), kWrites * kPoints - 5);
+    EXPECT_EQ(queued("Raw"), kWrites * kPoints);
 }
 
 // Any other key of the middleware found holding the wrong type refuses the
