@@ -92,10 +92,10 @@ long msUntil(Clock::time_point deadline)
     return left > 0 ? static_cast<long>(left) : 0;
 }
 
-int decodeRecord(const redisReply* form, DravoData& out)
+int decodeRecord(const redisReply* reply, DravoData& out)
 {
-    const std::string bytes = text(form);
-    return DravoPlus::DeserializeRecord(bytes.data(), bytes.size(), out);
+    const std::string_view form = bytes(reply);
+    return DravoPlus::DeserializeRecord(form.data(), form.size(), out);
 }
 
 RedisBackend::RedisBackend(std::string clientId, std::vector<ConfiguredServer> servers, BackendSink& sink)

@@ -238,12 +238,17 @@ bool isNil(const redisReply* reply)
     return reply && reply->type == REDIS_REPLY_NIL;
 }
 
-std::string text(const redisReply* reply)
+std::string_view bytes(const redisReply* reply)
 {
     if (!reply || (reply->type != REDIS_REPLY_STRING && reply->type != REDIS_REPLY_STATUS
                    && reply->type != REDIS_REPLY_ERROR))
-        return std::string();
-    return std::string(reply->str, reply->len);
+        return std::string_view();
+    return std::string_view(reply->str, reply->len);
+}
+
+std::string text(const redisReply* reply)
+{
+    return std::string(bytes(reply));
 }
 
 long long integer(const redisReply* reply)
@@ -413,6 +418,30 @@ void header(std::string& out, char marker, std::size_t n)
 
 } // namespace
 
+namespace {
+
+/* What a command's arguments take in the protocol's form. */
+template <typename Arguments>
+std::size_t formattedSize(const Arguments& arguments)
+{
+    std::size_t size = 0;
+    for (const auto& a : arguments)
+        size += 5 + digits(a.size()) + a.size();
+    return size;
+}
+
+template <typename Arguments>
+void appendArguments(std::string& out, const Arguments& arguments)
+{
+    for (const auto& a : arguments) {
+        header(out, '$', a.size());
+        out.append(a.data(), a.size());
+        out += "\r\n";
+    }
+}
+
+} // namespace
+
 /* The command in the protocol's form, added to what the next write sends.
  * Made here in one buffer sized in advance: hiredis grows its own a piece
  * at a time, and a field driver's poll of a hundred records would be
@@ -420,19 +449,17 @@ void header(std::string& out, char marker, std::size_t n)
 void RedisConnection::format(const Command& head, const Command& tail)
 {
     const std::size_t argc = head.size() + tail.size();
-    std::size_t size = 3 + digits(argc);
-    for (const Command* part : {&head, &tail})
-        for (const std::string& a : *part)
-            size += 5 + digits(a.size()) + a.size();
-    m_out.reserve(m_out.size() + size);
+    m_out.reserve(m_out.size() + 3 + digits(argc) + formattedSize(head) + formattedSize(tail));
     header(m_out, '*', argc);
-    for (const Command* part : {&head, &tail}) {
-        for (const std::string& a : *part) {
-            header(m_out, '$', a.size());
-            m_out += a;
-            m_out += "\r\n";
-        }
-    }
+    appendArguments(m_out, head);
+    appendArguments(m_out, tail);
+}
+
+void RedisConnection::format(const Arguments& arguments)
+{
+    m_out.reserve(m_out.size() + 3 + digits(arguments.size()) + formattedSize(arguments));
+    header(m_out, '*', arguments.size());
+    appendArguments(m_out, arguments);
 }
 
 /* Hands what format() made to the connection's output, in one piece. */
@@ -493,6 +520,16 @@ Reply RedisConnection::blockingCommand(const Command& args, long waitMs)
 {
     std::vector<Reply> one = blockingPipeline({args}, waitMs);
     return one.empty() ? Reply() : std::move(one.front());
+}
+
+std::vector<Reply> RedisConnection::pipelineInPlace(const std::vector<Arguments>& commands)
+{
+    if (broken())
+        return std::vector<Reply>();
+    for (const Arguments& arguments : commands)
+        format(arguments);
+    flush();
+    return replies(commands.size());
 }
 
 std::vector<Reply> RedisConnection::blockingPipeline(const std::vector<Command>& commands, long waitMs)

@@ -20,6 +20,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct redisContext;
@@ -71,11 +72,15 @@ struct ReplyDeleter {
 };
 using Reply = std::unique_ptr<redisReply, ReplyDeleter>;
 using Command = std::vector<std::string>;
+/* A command whose arguments live elsewhere meanwhile: a batch's records are
+ * not copied into every command that carries them. */
+using Arguments = std::vector<std::string_view>;
 
 /* Reading replies. */
 bool isError(const redisReply* reply);
 bool isNil(const redisReply* reply);
 std::string text(const redisReply* reply);        /* string and status replies; "" otherwise */
+std::string_view bytes(const redisReply* reply);  /* the same, where the reply lies */
 long long integer(const redisReply* reply);       /* integer replies, numeric strings; 0 otherwise */
 std::size_t size(const redisReply* reply);        /* elements of an array reply */
 const redisReply* at(const redisReply* reply, std::size_t index);
@@ -121,6 +126,8 @@ public:
     std::vector<Reply> blockingPipeline(const std::vector<Command>& commands, long waitMs);
     /* Every reply in order, or none at all on an I/O failure. */
     std::vector<Reply> pipeline(const std::vector<Command>& commands);
+    /* The same, the arguments read where they lie. */
+    std::vector<Reply> pipelineInPlace(const std::vector<Arguments>& commands);
 
     /* How long the next replies are awaited (a blocking command waits this
      * long beyond its own timeout). */
@@ -138,6 +145,7 @@ private:
     /* The connection alone, replies awaited for timeoutMs. */
     int connect(const RedisAddress& address, long timeoutMs);
     void format(const Command& head, const Command& tail);
+    void format(const Arguments& arguments);
     void flush();
     /* The next count replies in order, or none on an I/O failure. */
     std::vector<Reply> replies(std::size_t count);

@@ -376,23 +376,38 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
     const bool quick = publish && known.known;
     if (publish && !quick && !(knowScript(connection, Script::Targets) && knowScript(connection, Script::Settle)))
         return connection.broken() ? DRAVO_NOT_CONNECTED : DRAVO_SERVER_ERROR;
+    /* The commands' arguments refer to these, and to keys and the forms
+     * written below, which all outlive the round trips. */
+    std::vector<Command> owned;
+    owned.reserve(3 + 3 * known.boxes.size());
+    const auto view = [&owned](Command command) {
+        owned.push_back(std::move(command));
+        return Arguments(owned.back().begin(), owned.back().end());
+    };
     const std::string kind = std::to_string(DRAVO_EVENT_RAW_CHANGE);
-    Command watch{"WATCH"};
+    const std::string kindIndex = kindKey(DRAVO_EVENT_RAW_CHANGE);
+    Command boxKeys;
+    for (const DeliveryBox& box : known.boxes)
+        boxKeys.push_back(boxKey(box.name));
+    Arguments watch{"WATCH"};
     watch.insert(watch.end(), keys.begin(), keys.end());
     if (publish)
-        watch.push_back(kindKey(DRAVO_EVENT_RAW_CHANGE));
-    for (const DeliveryBox& box : known.boxes)
-        watch.push_back(boxKey(box.name));
-    Command read{"MGET"};
+        watch.push_back(kindIndex);
+    watch.insert(watch.end(), boxKeys.begin(), boxKeys.end());
+    Arguments read{"MGET"};
     read.insert(read.end(), keys.begin(), keys.end());
-    std::vector<Command> first;
+    std::vector<Arguments> first;
     first.push_back(std::move(watch));
     first.push_back(std::move(read));
-    if (quick)
-        askDeliveries(known, first);
-    else if (publish)
-        first.push_back(scriptCommand(Script::Targets, {kind, ""}));
-    const std::vector<Reply> stored = connection.pipeline(first);
+    if (quick) {
+        std::vector<Command> asked;
+        askDeliveries(known, asked);
+        for (Command& command : asked)
+            first.push_back(view(std::move(command)));
+    } else if (publish) {
+        first.push_back(view(scriptCommand(Script::Targets, {kind, ""})));
+    }
+    const std::vector<Reply> stored = connection.pipelineInPlace(first);
     if (stored.size() != first.size())
         return DRAVO_NOT_CONNECTED;
     const auto giveUp = [&connection](int rc) {
@@ -415,11 +430,12 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
         setKnownDeliveries(deliveries.damaged.empty() ? deliveries : Deliveries());
     }
 
-    std::unordered_map<std::string, const redisReply*> forms;
+    /* Where each record is among unique, keys and the forms read. */
+    std::unordered_map<std::string_view, std::size_t> place;
     for (std::size_t i = 0; i < unique.size(); ++i)
-        forms[unique[i]] = at(stored[1].get(), i);
+        place.emplace(unique[i], i);
     const auto storedRecord = [&](const std::string& name, DravoData& out) {
-        const redisReply* form = forms.at(name);
+        const redisReply* form = at(stored[1].get(), place.at(name));
         if (isNil(form))
             return missingOrDamaged(connection, recordKey(name));
         return decodeRecord(form, out) == DRAVO_OK ? static_cast<int>(DRAVO_OK) : static_cast<int>(DRAVO_MALFORMED);
@@ -433,13 +449,13 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
     std::vector<std::string> written(batch.results.size());
     for (std::size_t i = 0; i < batch.results.size(); ++i)
         written[i] = DravoPlus::SerializeRecord(batch.results[i]);
-    Command store{"MSET"};
+    Arguments store{"MSET"};
     store.reserve(1 + 2 * batch.latest.size());
     for (const auto& [name, index] : batch.latest) {
-        store.push_back(recordKey(name));
+        store.push_back(keys[place.at(name)]);
         store.push_back(written[index]);
     }
-    std::vector<Command> second{{"MULTI"}, std::move(store)};
+    std::vector<Arguments> second{{"MULTI"}, std::move(store)};
     /* With every box healthy, each is held to its capacity by a trim after
      * its push; with damaged ones, Settle also counts what they missed. */
     const bool trim = publish && deliveries.damaged.empty();
@@ -447,11 +463,11 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
     Command settle;
     if (publish) {
         for (const DeliveryBox& box : deliveries.boxes) {
-            Command push{"RPUSH", box.queue};
+            Arguments push{"RPUSH", box.queue};
             push.insert(push.end(), written.begin(), written.end());
             second.push_back(std::move(push));
             if (trim)
-                second.push_back({"LTRIM", box.queue, std::to_string(-box.capacity), "-1"});
+                second.push_back(view({"LTRIM", box.queue, std::to_string(-box.capacity), "-1"}));
         }
     }
     if (publish && !trim) {
@@ -459,10 +475,10 @@ int RedisBackend::writeOnce(RedisConnection& connection, const std::vector<std::
         for (const DeliveryBox& box : deliveries.boxes)
             settle.push_back(box.name);
         settle.insert(settle.end(), deliveries.damaged.begin(), deliveries.damaged.end());
-        second.push_back(scriptCommand(Script::Settle, settle));
+        second.push_back(view(scriptCommand(Script::Settle, settle)));
     }
     second.push_back({"EXEC"});
-    const std::vector<Reply> done = connection.pipeline(second);
+    const std::vector<Reply> done = connection.pipelineInPlace(second);
     if (done.size() != second.size())
         return DRAVO_NOT_CONNECTED;
     const redisReply* exec = done.back().get();
