@@ -11,14 +11,14 @@
  *   a transaction   the stored records are read under WATCH, the batch is
  *                   applied here with the same rules as the embedded server,
  *                   and the results, their raw changes pushed to the boxes
- *                   that Script::Targets names and Script::Settle (which holds
- *                   the boxes to their capacities) run as one MULTI/EXEC; if
- *                   a record or the boxes of the kind changed in between,
- *                   nothing is written and the write starts again. Records
- *                   never pass through a script this way: Redis's Lua hashes
- *                   every string it makes, byte by byte, and that was most of
- *                   what a field driver's poll cost the server. It is two
- *                   round trips.
+ *                   of raw changes and each box trimmed to its capacity run
+ *                   as one MULTI/EXEC; if a record or the boxes of the kind
+ *                   changed in between, nothing is written and the write
+ *                   starts again. Records never pass through a script this
+ *                   way: Redis's Lua hashes every string it makes, byte by
+ *                   byte, and that was most of what a field driver's poll
+ *                   cost the server. It is two round trips; where the boxes
+ *                   are is known from the last write (see writeOnce).
  *   a patch script  for a batch whose every partial names the type of the
  *                   record it goes to: the fields are encoded here, where the
  *                   dictionary is, into the bytes each puts at its offset
