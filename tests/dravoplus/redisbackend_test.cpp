@@ -441,6 +441,48 @@ TEST_F(RedisReceiveTest, AReceiverTakingOneRecordAtATimeGetsEachInOneRoundTripWi
         << "the last record stays handed out until the next receive says it arrived";
 }
 
+// A server task takes all that came since its last take, most of the time:
+// a queue that holds no more than a take asks for becomes the taken list
+// whole (RENAME), with no copy of its records; a longer one gives the
+// oldest it asks for, the rest waiting in order.
+TEST_F(RedisReceiveTest, ATakeOfAQueueNoLongerThanItAsksForMovesItWholeAndALongerOneItsOldest)
+{
+    const auto takeUpTo = [this](int count, std::vector<int>& pids) {
+        DravoDataList list;
+        const int rc = DravoPlus::ReceiveEventN(m_port, list, nullptr, count, 0, nullptr, nullptr);
+        for (const DravoData& record : list)
+            pids.push_back(record.GetSignedIntValue("pid"));
+        return rc;
+    };
+    const auto sendPids = [](int first, int last) {
+        for (int pid = first; pid <= last; ++pid)
+            ASSERT_EQ(DravoPlus::SendEvent(kKind, statusChange(pid), "test", nullptr), DRAVO_OK);
+    };
+    sendPids(1, 30);
+    const long long renames = commandCalls(m_server, "rename");
+    const long long sorts = commandCalls(m_server, "sort");
+    std::vector<int> pids;
+    ASSERT_EQ(takeUpTo(50, pids), DRAVO_OK);
+    EXPECT_EQ(pids.size(), 30u);
+    EXPECT_EQ(commandCalls(m_server, "rename"), renames + 1);
+    EXPECT_EQ(commandCalls(m_server, "sort"), sorts) << "no record was copied";
+    EXPECT_EQ(m_server.command({"EXISTS", "dravo:q:" + std::to_string(m_port)}), "0");
+
+    sendPids(31, 90);
+    ASSERT_EQ(takeUpTo(50, pids), DRAVO_OK);
+    EXPECT_EQ(pids.size(), 80u);
+    EXPECT_EQ(commandCalls(m_server, "sort"), sorts + 1) << "sixty queued, fifty asked for";
+    ASSERT_EQ(takeUpTo(50, pids), DRAVO_OK);
+    EXPECT_EQ(commandCalls(m_server, "rename"), renames + 2);
+    std::vector<int> expected(90);
+    for (int i = 0; i < 90; ++i)
+        expected[static_cast<std::size_t>(i)] = i + 1;
+    EXPECT_EQ(pids, expected);
+    DravoEventBoxInfo info;
+    ASSERT_EQ(DravoPlus::GetEventBoxInfo("Station", info, nullptr), DRAVO_OK);
+    EXPECT_EQ(info.queued, 0);
+}
+
 // A box removed while its receiver waits in that round trip: the wait ends
 // with DRAVO_NOT_FOUND at once, and the mark that ended it leaves nothing
 // of the box behind.
