@@ -908,16 +908,31 @@ std::string replyKey(const std::string& handle)
     return kPrefix + std::string("reply:") + handle;
 }
 
+namespace {
+
+/* SCRIPT LOAD's reply; the digest is learnt when it gives one. */
+Reply load(RedisConnection& connection, Script script)
+{
+    Reply reply = connection.command({"SCRIPT", "LOAD", scriptSource(script)});
+    const std::string sha = text(reply.get());
+    if (reply && !isError(reply.get()) && !sha.empty()) {
+        Digests& d = digests();
+        std::lock_guard<std::mutex> lock(d.mutex);
+        d.sha[indexOf(script)] = sha;
+    }
+    return reply;
+}
+
+bool loaded(const Reply& reply)
+{
+    return reply && !isError(reply.get());
+}
+
+} // namespace
+
 bool loadScript(RedisConnection& connection, Script script)
 {
-    const Reply reply = connection.command({"SCRIPT", "LOAD", scriptSource(script)});
-    const std::string sha = text(reply.get());
-    if (!reply || isError(reply.get()) || sha.empty())
-        return false;
-    Digests& d = digests();
-    std::lock_guard<std::mutex> lock(d.mutex);
-    d.sha[indexOf(script)] = sha;
-    return true;
+    return loaded(load(connection, script));
 }
 
 bool knowScript(RedisConnection& connection, Script script)
@@ -947,8 +962,17 @@ Reply runScript(RedisConnection& connection, Script script, const Command& args)
     if (knownDigest(script).empty() && !loadScript(connection, script))
         return connection.broken() ? Reply() : connection.command(scriptHead(script), args);
     Reply reply = connection.command(scriptHead(script), args);
-    if (isNoScript(reply.get()) && loadScript(connection, script))
-        reply = connection.command(scriptHead(script), args);
+    if (isNoScript(reply.get())) {
+        /* A server that forgot its scripts may meanwhile have become busy
+         * with another client's long one: the caller is told that, as of
+         * any call the server could not take now, not that the script is
+         * missing. */
+        Reply reload = load(connection, script);
+        if (loaded(reload))
+            reply = connection.command(scriptHead(script), args);
+        else if (isBusy(reload.get()))
+            reply = std::move(reload);
+    }
     return reply;
 }
 
@@ -960,8 +984,13 @@ std::pair<Reply, Reply> runScriptThen(RedisConnection& connection, Script script
         std::vector<Reply> replies = connection.pipeline({scriptCommand(script, args), then});
         if (replies.size() != 2 || !replies[0] || !replies[1])
             return {};
-        if (attempt == 0 && isNoScript(replies[0].get()) && loadScript(connection, script))
-            continue;
+        if (attempt == 0 && isNoScript(replies[0].get())) {
+            Reply reload = load(connection, script);
+            if (loaded(reload))
+                continue;
+            if (isBusy(reload.get()))
+                replies[0] = std::move(reload);
+        }
         return {std::move(replies[0]), std::move(replies[1])};
     }
 }

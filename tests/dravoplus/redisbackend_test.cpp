@@ -1055,12 +1055,13 @@ TEST_F(RedisBackendTest, DamagedKeysRefuseACallBeforeItWritesOrAreStartedAgain)
 // Another client's long script keeps the server answering BUSY to all
 // others until it ends: the server is there, and a client that meets BUSY in
 // its renewal rounds does not take it for gone.
-TEST_F(RedisBackendTest, ServerBusyWithAnotherClientsLongScriptIsNotTakenForGone)
+// Connects to the server, keeps it busy with another client's endless
+// script through many renewal rounds, then ends that script: the client
+// must have taken the server for there all along.
+void expectBusyServerKept(mvtest::RedisServer& server)
 {
-    mvtest::RedisServer server;
-    ASSERT_TRUE(server.isRunning()) << server.error();
     ASSERT_EQ(server.command({"CONFIG", "SET", "busy-reply-threshold", "50"}), "OK");
-    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::updateServerSetting(nullptr, server.address().c_str(), ""), DRAVO_OK);
     OrderListener listener;
     ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
 
@@ -1082,6 +1083,32 @@ TEST_F(RedisBackendTest, ServerBusyWithAnotherClientsLongScriptIsNotTakenForGone
     EXPECT_EQ(std::find(heard.begin(), heard.end(), "down"), heard.end()) << "the client took the server for gone";
     DravoData marker;
     EXPECT_EQ(DravoPlus::GetDataPoint(":marker", marker, nullptr, nullptr), DRAVO_OK);
+}
+
+TEST_F(RedisBackendTest, ServerBusyWithAnotherClientsLongScriptIsNotTakenForGone)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    expectBusyServerKept(server);
+}
+
+// A client that knows its scripts from an earlier server meets one that
+// does not (a restart, a replica promoted) just as another client's long
+// script makes it busy: the reload it tries is answered BUSY like anything
+// else then, and the server is not taken for gone.
+TEST_F(RedisBackendTest, BusyServerThatHasNotSeenTheClientsScriptsIsNotTakenForGone)
+{
+    {
+        mvtest::RedisServer earlier;
+        ASSERT_TRUE(earlier.isRunning()) << earlier.error();
+        ASSERT_EQ(useServers(earlier.address()), DRAVO_OK);
+        ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+        std::this_thread::sleep_for(100ms);   // renewal rounds: every script the monitor runs is known
+        DravoPlus::DisConnectMid(nullptr);
+    }
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    expectBusyServerKept(server);
 }
 
 // ---- Clients that die ------------------------------------------------------------
