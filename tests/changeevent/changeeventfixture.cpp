@@ -290,9 +290,15 @@ void ChangeEventTest::prepareProcessOnce()
     ASSERT_FALSE(mvtest::useIsolatedSettings("changeevent-test-settings").empty()) << "cannot make a temporary settings file";
 }
 
+namespace {
+// A test pointed the process at another server than the embedded one.
+bool g_otherServer = false;
+} // namespace
+
 int ChangeEventTest::useServer(const std::string& address)
 {
     prepareProcessOnce();
+    g_otherServer = !address.empty();
     return DravoPlus::updateServerSetting(nullptr, address.c_str(), nullptr);
 }
 
@@ -341,6 +347,12 @@ void ChangeEventTest::TearDown()
     for (const DravoEventBoxInfo& box : boxes) {
         if (m_boxesBefore.count(box.name) == 0)
             DravoPlus::DeleteEventBox(box.name.c_str(), nullptr, nullptr);
+    }
+    // The next test of the process starts on the embedded server, as one
+    // run alone does (a server of a test's own is gone with it).
+    if (g_otherServer) {
+        DravoPlus::DisConnectMid(nullptr);
+        useServer(std::string());
     }
 }
 
