@@ -5,6 +5,8 @@
  *                   server processed per call counted (round trips);
  *                   baseline: the same 10,000 records read one GetDataPoint
  *                   at a time;
+ *   batch writes    the batched writer of the change stream alone, its
+ *                   changes kept in one box nobody reads;
  *   change stream   publishing partial writes, 100 changes a call (or one
  *                   a call; or 100 a call from four writers at once, as
  *                   four field drivers write), until each of four (or 32) operator
@@ -298,6 +300,36 @@ void streamToApplications(benchmark::State& state, int applications, StreamWrite
     reportStreamRate(state);
 }
 
+/* The batched writer with nobody receiving: one box of raw changes, made
+ * afresh for each iteration and removed after it, takes what it publishes.
+ * Where the stream's writer spends its time, apart from the receivers
+ * that share the machine with it. */
+void BM_BatchWritesAlone(benchmark::State& state)
+{
+    mvbench::ensurePlant();
+    const char* box = "mvbench-writes";
+    int round = 0;
+    for (auto _ : state) {
+        unsigned int port = 0;
+        if (DravoPlus::CreateEventBox(box, DRAVO_EVENT_RAW_CHANGE, kStreamChanges, nullptr, nullptr) != DRAVO_OK
+            || DravoPlus::ConnectPortForRecv(box, port, nullptr, nullptr) != DRAVO_OK) {
+            state.SkipWithError("cannot make the box of raw changes");
+            break;
+        }
+        const auto start = std::chrono::steady_clock::now();
+        const bool written = writeInBatches(round++);
+        state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        DravoEventBoxInfo info;
+        const bool kept = DravoPlus::GetEventBoxInfo(box, info, nullptr) == DRAVO_OK && info.queued == kStreamChanges;
+        DravoPlus::DeleteEventBox(box, nullptr, nullptr);
+        if (!written || !kept) {
+            state.SkipWithError(written ? "the box did not get every change" : "a write failed");
+            break;
+        }
+    }
+    reportStreamRate(state);
+}
+
 void BM_ChangeStreamFourClients(benchmark::State& state)
 {
     streamToApplications(state, kStreamClients, writeInBatches);
@@ -582,6 +614,7 @@ BENCHMARK(BM_ChangeStreamBaseline_PubSub)->UseManualTime()->Iterations(3)->Unit(
 BENCHMARK(BM_ChangeStreamFourClientsSingleWrites)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamBaseline_PubSubPipelined)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamFourClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BatchWritesAlone)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamFourClientsFourWriters)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamBaseline_PubSubPipelined32)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ChangeStreamManyClients)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
