@@ -89,7 +89,6 @@ struct Deliveries {
     bool known = false;
     std::vector<DeliveryBox> boxes;
     std::vector<std::string> damaged;
-    std::vector<std::string> names;   /* of the healthy boxes, in order, for comparing with the kind's index */
 };
 
 class RedisBackend final : public Backend

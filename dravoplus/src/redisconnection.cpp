@@ -455,6 +455,11 @@ void RedisConnection::format(const Command& head, const Command& tail)
     appendArguments(m_out, tail);
 }
 
+void RedisConnection::format(const Command& command)
+{
+    format(command, Command());
+}
+
 void RedisConnection::format(const Arguments& arguments)
 {
     m_out.reserve(m_out.size() + 3 + digits(arguments.size()) + formattedSize(arguments));
@@ -505,15 +510,20 @@ Reply RedisConnection::command(const Command& head, const Command& tail)
     return one.empty() ? Reply() : std::move(one.front());
 }
 
-std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& commands)
+template <typename Commands>
+std::vector<Reply> RedisConnection::roundTrip(const Commands& commands)
 {
     if (broken())
         return std::vector<Reply>();
-    static const Command none;
-    for (const Command& args : commands)
-        format(args, none);
+    for (const auto& arguments : commands)
+        format(arguments);
     flush();
     return replies(commands.size());
+}
+
+std::vector<Reply> RedisConnection::pipeline(const std::vector<Command>& commands)
+{
+    return roundTrip(commands);
 }
 
 Reply RedisConnection::blockingCommand(const Command& args, long waitMs)
@@ -524,12 +534,7 @@ Reply RedisConnection::blockingCommand(const Command& args, long waitMs)
 
 std::vector<Reply> RedisConnection::pipelineInPlace(const std::vector<Arguments>& commands)
 {
-    if (broken())
-        return std::vector<Reply>();
-    for (const Arguments& arguments : commands)
-        format(arguments);
-    flush();
-    return replies(commands.size());
+    return roundTrip(commands);
 }
 
 std::vector<Reply> RedisConnection::blockingPipeline(const std::vector<Command>& commands, long waitMs)

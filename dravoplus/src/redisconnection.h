@@ -145,7 +145,11 @@ private:
     /* The connection alone, replies awaited for timeoutMs. */
     int connect(const RedisAddress& address, long timeoutMs);
     void format(const Command& head, const Command& tail);
+    void format(const Command& command);
     void format(const Arguments& arguments);
+    /* Sends the commands in one piece and reads their replies. */
+    template <typename Commands>
+    std::vector<Reply> roundTrip(const Commands& commands);
     void flush();
     /* The next count replies in order, or none on an I/O failure. */
     std::vector<Reply> replies(std::size_t count);

@@ -295,12 +295,10 @@ Deliveries readTargets(const redisReply* reply)
         for (std::size_t k = 0; k < kTargetSettings; ++k)
             box.settings.push_back(text(at(targets, i + 2 + k)));
         box.capacity = integer(at(targets, i + 2 + kCapacitySetting));
-        out.names.push_back(box.name);
         out.boxes.push_back(std::move(box));
     }
     for (std::size_t i = 0; i < size(damaged); ++i)
         out.damaged.push_back(text(at(damaged, i)));
-    std::sort(out.names.begin(), out.names.end());
     out.known = true;
     return out;
 }
@@ -333,11 +331,15 @@ bool listOrNothing(const redisReply* type)
 bool sameDeliveries(const Deliveries& known, const std::vector<Reply>& replies, std::size_t first)
 {
     const redisReply* members = replies[first].get();
-    std::vector<std::string> names;
+    std::vector<std::string> indexed;
     for (std::size_t i = 0; i < size(members); ++i)
-        names.push_back(text(at(members, i)));
+        indexed.push_back(text(at(members, i)));
+    std::vector<std::string> names;
+    for (const DeliveryBox& box : known.boxes)
+        names.push_back(box.name);
+    std::sort(indexed.begin(), indexed.end());
     std::sort(names.begin(), names.end());
-    if (names != known.names)
+    if (indexed != names)
         return false;
     std::size_t r = first + 1;
     for (const DeliveryBox& box : known.boxes) {

@@ -928,6 +928,21 @@ bool loaded(const Reply& reply)
     return reply && !isError(reply.get());
 }
 
+/* After a NOSCRIPT reply: loads the script, true when it is loaded and the
+ * call is to be made again. A server that forgot its scripts may meanwhile
+ * have become busy with another client's long one: the caller is then
+ * told that, as of any call the server could not take now (reply becomes
+ * the BUSY), not that the script is missing. */
+bool reloaded(RedisConnection& connection, Script script, Reply& reply)
+{
+    Reply reload = load(connection, script);
+    if (loaded(reload))
+        return true;
+    if (isBusy(reload.get()))
+        reply = std::move(reload);
+    return false;
+}
+
 } // namespace
 
 bool loadScript(RedisConnection& connection, Script script)
@@ -962,17 +977,8 @@ Reply runScript(RedisConnection& connection, Script script, const Command& args)
     if (knownDigest(script).empty() && !loadScript(connection, script))
         return connection.broken() ? Reply() : connection.command(scriptHead(script), args);
     Reply reply = connection.command(scriptHead(script), args);
-    if (isNoScript(reply.get())) {
-        /* A server that forgot its scripts may meanwhile have become busy
-         * with another client's long one: the caller is told that, as of
-         * any call the server could not take now, not that the script is
-         * missing. */
-        Reply reload = load(connection, script);
-        if (loaded(reload))
-            reply = connection.command(scriptHead(script), args);
-        else if (isBusy(reload.get()))
-            reply = std::move(reload);
-    }
+    if (isNoScript(reply.get()) && reloaded(connection, script, reply))
+        reply = connection.command(scriptHead(script), args);
     return reply;
 }
 
@@ -984,13 +990,8 @@ std::pair<Reply, Reply> runScriptThen(RedisConnection& connection, Script script
         std::vector<Reply> replies = connection.pipeline({scriptCommand(script, args), then});
         if (replies.size() != 2 || !replies[0] || !replies[1])
             return {};
-        if (attempt == 0 && isNoScript(replies[0].get())) {
-            Reply reload = load(connection, script);
-            if (loaded(reload))
-                continue;
-            if (isBusy(reload.get()))
-                replies[0] = std::move(reload);
-        }
+        if (attempt == 0 && isNoScript(replies[0].get()) && reloaded(connection, script, replies[0]))
+            continue;
         return {std::move(replies[0]), std::move(replies[1])};
     }
 }
