@@ -56,7 +56,7 @@ enum class Taken { Some, None, BoxGone };
  * receivers. */
 bool takeItem(const redisReply* item, DravoDataList& out, const std::string& typeFilter)
 {
-    if (text(item).empty())
+    if (bytes(item).empty())
         return false;
     DravoData record;
     if (decodeRecord(item, record) == DRAVO_OK && (typeFilter.empty() || typeFilter == record.GetTypeName()))
