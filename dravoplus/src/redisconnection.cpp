@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/socket.h>
@@ -405,20 +406,11 @@ std::size_t digits(std::size_t n)
 void header(std::string& out, char marker, std::size_t n)
 {
     char text[24];
-    char* end = text + sizeof text;
-    char* at = end;
-    do {
-        *--at = static_cast<char>('0' + n % 10);
-        n /= 10;
-    } while (n > 0);
+    const std::to_chars_result written = std::to_chars(text, text + sizeof text, n);
     out += marker;
-    out.append(at, static_cast<std::size_t>(end - at));
+    out.append(text, written.ptr);
     out += "\r\n";
 }
-
-} // namespace
-
-namespace {
 
 /* What a command's arguments take in the protocol's form. */
 template <typename Arguments>
