@@ -13,7 +13,7 @@ packages=(
   stunnel4 openssl
   libgtest-dev libgmock-dev
   libbenchmark-dev
-  zlib1g-dev
+  zlib1g-dev libdeflate-dev
   xvfb xauth
   dpkg-dev
   doxygen

@@ -126,3 +126,22 @@ TEST(BoundedUncompress, WhatIsNotACompleteStreamGivesNothing)
     EXPECT_TRUE(inflated(compressed, 0).isEmpty());
     EXPECT_TRUE(inflated(compressed, -1).isEmpty());
 }
+
+// Every inflation checks the stream's Adler-32: bytes changed on the way are
+// refused, not handed on as changes.
+TEST(BoundedUncompress, AStreamWhoseChecksumDoesNotMatchItsBytesGivesNothing)
+{
+    const QByteArray data = patterned(10000);
+    const QByteArray compressed = qCompress(data);
+    ASSERT_EQ(inflated(compressed, kMiB), data);
+    for (const int fromEnd : { 1, 2, 3, 4 }) {
+        QByteArray damaged = compressed;
+        damaged[damaged.size() - fromEnd] = static_cast<char>(damaged[damaged.size() - fromEnd] ^ 0x01);
+        EXPECT_TRUE(inflated(damaged, kMiB).isEmpty()) << fromEnd;
+    }
+    // A literal changed inside the stream: it still inflates, to other bytes.
+    const QByteArray stored = qCompress(patterned(300), 0);
+    QByteArray changed = stored;
+    changed[20] = static_cast<char>(changed[20] ^ 0x40);
+    EXPECT_TRUE(inflated(changed, kMiB).isEmpty());
+}
