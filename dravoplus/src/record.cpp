@@ -231,6 +231,19 @@ DravoData::DravoData(const char* typeName, const char* dataName)
         edit().dataName = dataName;
 }
 
+DravoData::DravoData(const DravoData& like, const void* buffer, int size)
+{
+    const Contents& model = like.contents();
+    const std::size_t bytes = (size > 0 && buffer) ? static_cast<std::size_t>(size) : 0;
+    const std::size_t typeSize = model.type ? static_cast<std::size_t>(model.type->size) : 0;
+    Contents& c = editForRaw(std::max(bytes, typeSize));
+    c.type = model.type;
+    if (!model.type && !model.typeName.empty())
+        c.typeName = model.typeName;
+    c.raw.assign(static_cast<const char*>(buffer), bytes);
+    c.raw.resize(std::max(bytes, typeSize));
+}
+
 DravoData::DravoData(const DravoData& other) : m_contents(other.m_contents)
 {
     if (m_contents)

@@ -222,11 +222,12 @@ const CarriedKind* readItem(const char* item, quint32 length, ChangeRecords& rec
     if (!carried)
         return nullptr;
     const DravoData& prototype = records.of(*carried);
-    change = prototype;   // a dictionary without the type: a record that is not good
     if (prototype.recordType()) {
         const auto bytes =
             static_cast<int>(std::min<qint64>(prototype.GetBufferSize(), static_cast<qint64>(length) - 1));
-        change.SetRawValue(item + 1, bytes);
+        change = DravoData(prototype, item + 1, bytes);
+    } else {
+        change = prototype;   // a dictionary without the type: a record that is not good
     }
     return carried;
 }

@@ -106,3 +106,57 @@ TEST(RecordCopyTest, CopiesMadeAndChangedOnManyThreadsStayTheirOwn)
 }
 
 } // namespace
+
+// A record made from another's type and some bytes: the type and nothing
+// else of the model, the bytes made as long as the type, nothing shared.
+TEST(RecordOfATypeTest, TakesTheModelsTypeAndTheBytesAndNothingElse)
+{
+    DravoData model = statusRecord(5);
+    model.PutValue("extra", "variable");
+    const std::string modelBefore = DravoPlus::SerializeRecord(model);
+
+    DravoData source = statusRecord(42);
+    DravoData made(model, source.GetRawValue(), source.GetBufferSize());
+    EXPECT_TRUE(made.IsGood());
+    EXPECT_STREQ(made.GetTypeName(), "STATUS");
+    EXPECT_STREQ(made.GetDataName(), "");
+    EXPECT_TRUE(made.VariableFieldNames().empty());
+    EXPECT_EQ(made.GetBufferSize(), source.GetBufferSize());
+    EXPECT_EQ(made.GetSignedIntValue("pid"), 42);
+
+    made.PutValue("pid", 7);
+    EXPECT_EQ(DravoPlus::SerializeRecord(model), modelBefore);
+}
+
+TEST(RecordOfATypeTest, ShortBytesAreMadeAsLongAsTheTypeWithZerosAndLongOnesKept)
+{
+    const DravoData model("STATUS");
+    const int typeSize = model.GetBufferSize();
+    ASSERT_GT(typeSize, 8);
+
+    const DravoData shortOne(model, "\x01\x02\x03", 3);
+    ASSERT_EQ(shortOne.GetBufferSize(), typeSize);
+    EXPECT_EQ(std::string(shortOne.GetRawValue(), 3), "\x01\x02\x03");
+    EXPECT_EQ(std::string(shortOne.GetRawValue() + 3, typeSize - 3), std::string(typeSize - 3, '\0'));
+
+    const std::string longer(typeSize + 10, 'x');
+    const DravoData longOne(model, longer.data(), static_cast<int>(longer.size()));
+    EXPECT_EQ(std::string(longOne.GetRawValue(), longOne.GetBufferSize()), longer);
+
+    const DravoData none(model, nullptr, 0);
+    EXPECT_EQ(std::string(none.GetRawValue(), none.GetBufferSize()), std::string(typeSize, '\0'));
+}
+
+TEST(RecordOfATypeTest, ANamelessOrUnknownModelGivesItsKindOfRecord)
+{
+    const DravoData nameless(DravoData(), "abc", 3);
+    EXPECT_STREQ(nameless.GetTypeName(), "");
+    EXPECT_EQ(std::string(nameless.GetRawValue(), nameless.GetBufferSize()), "abc");
+
+    const DravoData unknownModel("NO_SUCH_TYPE");
+    ASSERT_FALSE(unknownModel.IsGood());
+    const DravoData unknown(unknownModel, "abc", 3);
+    EXPECT_FALSE(unknown.IsGood());
+    EXPECT_STREQ(unknown.GetTypeName(), "NO_SUCH_TYPE");
+    EXPECT_EQ(std::string(unknown.GetRawValue(), unknown.GetBufferSize()), "abc");
+}

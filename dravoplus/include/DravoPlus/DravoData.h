@@ -62,6 +62,13 @@ public:
      * argument is the initial data name (null for none). An unknown type
      * gives a record that is not IsGood(). */
     explicit DravoData(const char* typeName, const char* dataName = nullptr);
+    /* A record of like's type (nothing else of like: no name, no variable
+     * fields) whose raw value is size bytes at buffer, made as long as the
+     * type when shorter, as SetRawValue would. Made in one step, without
+     * looking the type up or sharing anything with like: what a reader of
+     * many records of one type (a change packet) makes each of them with.
+     * A null buffer gives the type's zeros. */
+    DravoData(const DravoData& like, const void* buffer, int size);
     DravoData(const DravoData& other);
     DravoData(DravoData&& other) noexcept;
     DravoData& operator=(const DravoData& other);
