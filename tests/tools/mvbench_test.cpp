@@ -1,4 +1,5 @@
 // mvbench_test.cpp: mvbench against a Redis server the test starts: the
+// rows of the change distribution's own work stay on the embedded server, the
 // batch read of 10,000 names costs about one server command where reading
 // them one by one costs 10,000, and a command round trip reports its median
 // and 99th percentile beside its baseline, and the batched change streams
@@ -199,6 +200,42 @@ TEST(MvbenchRedisTest, BurstDeliversEveryChangeAndLeavesNoEventBoxBehind)
     ASSERT_TRUE(server.isRunning()) << server.error();
     runBurst(QString::fromStdString(server.address()));
     EXPECT_EQ(server.command({"ZCARD", "dravo:boxes"}), "0") << "the receivers' boxes are deleted after the row";
+}
+
+// The rows of the change distribution's own work (packing, unpacking, the
+// embedded stream) measure the embedded server in a run against Redis too,
+// and the Redis rows after them find the process back on Redis.
+TEST(MvbenchRedisTest, TheDistributionsOwnRowsStayOnTheEmbeddedServerInARunAgainstRedis)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    QTemporaryDir dir;
+    const QString json = dir.filePath(QStringLiteral("own.json"));
+    const QString ownRows = QStringLiteral("PackStatusBatch|UnpackDispatchStatusBatch|EndToEndChangeDistribution");
+    const auto run = [&](const QString& filter) {
+        return mvbench({QStringLiteral("--servers=") + QString::fromStdString(server.address()),
+                        QStringLiteral("--benchmark_filter=") + filter, QStringLiteral("--benchmark_min_time=0.01"),
+                        QStringLiteral("--benchmark_out_format=json"), QStringLiteral("--benchmark_out=") + json,
+                        QStringLiteral("--benchmark_color=false")});
+    };
+    const auto expectMeasured = [&](const QString& name, const Outcome& outcome) {
+        const QJsonObject row = benchmarkRun(json, name);
+        ASSERT_FALSE(row.isEmpty()) << name.toStdString() << outcome.out.toStdString();
+        EXPECT_FALSE(row.value(QStringLiteral("error_occurred")).toBool())
+            << name.toStdString() << ": " << row.value(QStringLiteral("error_message")).toString().toStdString();
+    };
+
+    const Outcome own = run(QStringLiteral("^BM_(%1)").arg(ownRows));
+    ASSERT_EQ(own.exitCode, 0) << own.out.toStdString() << own.err.toStdString();
+    for (const QString& name : ownRows.split(QLatin1Char('|')))
+        expectMeasured(QStringLiteral("BM_") + name, own);
+    EXPECT_EQ(server.command({"DBSIZE"}), "0") << "nothing of those rows reached Redis";
+
+    const Outcome both = run(QStringLiteral("^BM_(%1|GetDataPointN10000)").arg(ownRows));
+    ASSERT_EQ(both.exitCode, 0) << both.out.toStdString() << both.err.toStdString();
+    expectMeasured(QStringLiteral("BM_GetDataPointN10000"), both);
+    expectMeasured(QStringLiteral("BM_EndToEndChangeDistribution"), both);
+    EXPECT_EQ(server.command({"ZCARD", "dravo:type:ANALOG"}), "1500") << "the batch read ran on Redis, with the sample plant";
 }
 
 // The plant rows with every plant capped at 20,000 points: loads of 10,000

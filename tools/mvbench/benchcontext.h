@@ -1,6 +1,6 @@
 /*
- * benchcontext.h: what the benchmarks of mvbench share: the runtime server
- * (the embedded one unless --servers names another) with the sample plant
+ * benchcontext.h: what the benchmarks of mvbench share: the runtime servers
+ * (the one --servers names, the embedded one by default) with the sample plant
  * loaded, a stream of point changes, the clearing away of the event boxes a
  * benchmark's receivers make, and the pairing of each measurement with its
  * baseline for the summary.
@@ -13,8 +13,14 @@
 
 namespace mvbench {
 
-/* Connects to the runtime server and loads the sample plant, once. */
+/* Puts the process on the runtime server that --servers names, connected,
+ * with the sample plant loaded (once per server). */
 void ensurePlant();
+
+/* The same on the embedded server whatever --servers says: the rows that
+ * measure this program's own work (packing, unpacking, the embedded change
+ * distribution) give the same figures in a run against Redis. */
+void ensureEmbeddedPlant();
 
 /* Loads the sample plant again, over records a benchmark overwrote. */
 void reloadPlant();

@@ -4,7 +4,8 @@
  * run with their ratio. Google Benchmark's own flags apply
  * (--benchmark_filter=..., --benchmark_min_time=...), and --servers=<address>
  * runs them against another runtime server than the embedded one (a
- * redis:// address also enables the Redis baselines).
+ * redis:// address also enables the Redis baselines), all but the rows of
+ * the change distribution's own work, which stay on the embedded server.
  */
 #include "benchcontext.h"
 
@@ -13,6 +14,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 
@@ -20,6 +22,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -103,17 +106,54 @@ void mvbench::pairWithBaseline(const std::string& measured, const std::string& b
     pairs().push_back({measured, baseline, meaning, per});
 }
 
-void mvbench::ensurePlant()
+namespace {
+
+/* The addresses --servers gave ("embedded" by default). */
+std::string& givenServers()
 {
-    static bool loaded = false;
-    if (loaded)
-        return;
-    if (DravoPlus::ConnectMid(nullptr) != DRAVO_OK) {
+    static std::string servers = "embedded";
+    return servers;
+}
+
+/* Moves the process to the server of those addresses, if it is on another,
+ * and loads the sample plant there the first time. The setting is the
+ * process's own (a settings file in a temporary folder, see main), so a
+ * switch leaves the user's settings alone. */
+void ensurePlantOn(const std::string& servers)
+{
+    static std::string current;
+    static std::set<std::string> withPlant;
+    if (current != servers) {
+        if (!current.empty())
+            DravoPlus::DisConnectMid(nullptr);
+        const std::vector<std::string> addresses = DravoPlus::SplitServerList(servers.c_str());
+        if (addresses.empty()
+            || DravoPlus::updateServerSetting(nullptr, addresses[0].c_str(),
+                                              addresses.size() > 1 ? addresses[1].c_str() : nullptr)
+                   != DRAVO_OK) {
+            std::fprintf(stderr, "mvbench: cannot use the server setting '%s'\n", servers.c_str());
+            std::exit(1);
+        }
+        current = servers;
+    }
+    if (DravoPlus::IsConnect(nullptr) != DRAVO_OK && DravoPlus::ConnectMid(nullptr) != DRAVO_OK) {
         std::fprintf(stderr, "mvbench: cannot connect to the runtime server\n");
         std::exit(1);
     }
-    reloadPlant();
-    loaded = true;
+    if (withPlant.insert(servers).second)
+        mvbench::reloadPlant();
+}
+
+} // namespace
+
+void mvbench::ensurePlant()
+{
+    ensurePlantOn(givenServers());
+}
+
+void mvbench::ensureEmbeddedPlant()
+{
+    ensurePlantOn("embedded");
 }
 
 /* The sample plant: the copy installed beside this program
@@ -205,7 +245,16 @@ int main(int argc, char** argv)
 {
     /* The benchmarks run on the server of --servers whatever the user's
      * setting, the embedded one by default. */
-    setenv("DRAVO_SERVERS", takeServers(argc, argv).c_str(), 1);
+    givenServers() = takeServers(argc, argv);
+    setenv("DRAVO_SERVERS", givenServers().c_str(), 1);
+    /* Rows move the process between the embedded server and the given one;
+     * the setting that says which lives in a settings file of its own. */
+    QTemporaryDir settingsFolder;
+    if (!settingsFolder.isValid()) {
+        std::fprintf(stderr, "mvbench: no temporary folder for the server setting\n");
+        return 1;
+    }
+    setenv("DRAVO_SETTINGS", settingsFolder.filePath(QStringLiteral("servers.conf")).toLocal8Bit().constData(), 1);
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
