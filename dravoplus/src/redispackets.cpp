@@ -120,12 +120,18 @@ int RedisBackend::unregisterReceiver(const std::string& target)
     return rc;
 }
 
+/* A wait for a request takes it in the round trip it wakes in: BLMOVE of
+ * the target's queue onto itself (head to head) returns once a handle is
+ * there and leaves it in place, and the take script that follows in the
+ * same pipeline pops it, skipping handles that expired while they waited. */
 int RedisBackend::receivePacket(const std::string& target, DravoData& request, DravoHandle& handle, long waitMs)
 {
     const Clock::time_point deadline = deadlineIn(waitMs);
+    const Command take{target, m_id};
     return exchange([&](RedisConnection& connection) -> int {
+        Reply next = runScript(connection, Script::NextRequest, take);
+        Reply wait;
         for (;;) {
-            const Reply next = runScript(connection, Script::NextRequest, {target, m_id});
             if (const int rc = scriptResult(next))
                 return rc;
             if (integer(next.get()) == -1)
@@ -134,23 +140,19 @@ int RedisBackend::receivePacket(const std::string& target, DravoData& request, D
                 handle = static_cast<DravoHandle>(integer(at(next.get(), 0)));
                 return decodeRecord(at(next.get(), 1), request);
             }
+            if (wait && isError(wait.get()))
+                return errorCode(wait.get());   /* the wait is refused: it would not block again */
             const long left = msUntil(deadline);
             if (left <= 0)
                 return DRAVO_TIMEOUT;
-            const Reply popped =
-                connection.blockingCommand({"BLPOP", packetQueueKey(target), blockingTimeout(left)}, left);
-            if (!popped)
+            const std::string queue = packetQueueKey(target);
+            std::vector<Reply> waited = connection.blockingPipeline(
+                {{"BLMOVE", queue, queue, "LEFT", "LEFT", blockingTimeout(left)}, scriptCommand(Script::NextRequest, take)},
+                left);
+            if (waited.size() != 2 || !waited[0] || !waited[1])
                 return DRAVO_NOT_CONNECTED;
-            if (size(popped.get()) != 2)
-                continue;
-            const std::string id = text(at(popped.get(), 1));
-            const Reply taken = runScript(connection, Script::TakeRequest, {id});
-            if (const int rc = scriptResult(taken))
-                return rc;
-            if (isNil(taken.get()))
-                continue;   /* its handle expired while it waited */
-            handle = static_cast<DravoHandle>(integer(at(popped.get(), 1)));
-            return decodeRecord(taken.get(), request);
+            wait = std::move(waited[0]);
+            next = isNoScript(waited[1].get()) ? runScript(connection, Script::NextRequest, take) : std::move(waited[1]);
         }
     });
 }

@@ -756,9 +756,6 @@ while true do
   if request then return {handle, request} end
 end
 )lua"},
-    {Script::TakeRequest, R"lua(
-return takeRequest(ARGV[1])
-)lua"},
     {Script::TakeReply, R"lua(
 local left = redis.call('PTTL', P .. 'pkt:' .. ARGV[1])
 if left == -2 then return {-1} end

@@ -52,7 +52,6 @@ enum class Script {
     ListHeartbeats,  /* -> {task, holder name, record form, live}... */
     SendPacket,      /* target, request form, 0|1 (receiver required), lifeMs -> handle | 0 */
     NextRequest,     /* target, me -> {handle, form} | {} | -1 (not the receiver) */
-    TakeRequest,     /* handle -> form | nil */
     TakeReply,       /* handle -> {1, form} | {0, msLeft} | {-1} (gone) */
     PutReply,        /* handle, form -> 1 | 0 (gone) */
     Release,         /* handle -> 1 | 0 */

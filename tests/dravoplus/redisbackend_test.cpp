@@ -1111,6 +1111,55 @@ TEST_F(RedisBackendTest, BusyServerThatHasNotSeenTheClientsScriptsIsNotTakenForG
     expectBusyServerKept(server);
 }
 
+// ---- Request packets ----------------------------------------------------------------
+
+// A driver waiting for a command takes it in the round trip it wakes in: the
+// wait leaves the request's handle in the target's queue and the take script
+// in the same pipeline pops it, instead of a BLPOP and a second round trip.
+TEST_F(RedisBackendTest, ADriverWaitingForACommandTakesItInTheRoundTripItWakesIn)
+{
+    mvtest::RedisServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error();
+    ASSERT_EQ(useServers(server.address()), DRAVO_OK);
+    ASSERT_EQ(DravoPlus::ConnectMid(nullptr), DRAVO_OK);
+    conformance::ScopedClient driver;
+    ASSERT_EQ(driver.connectResult(), DRAVO_OK);
+    ASSERT_EQ(driver.run([] { return DravoPlus::RegisterPacketReceiver("Driver7"); }), DRAVO_OK);
+
+    for (int code = 1; code <= 3; ++code) {
+        SCOPED_TRACE(code);
+        const long long blpops = commandCalls(server, "blpop");
+        const long long waits = commandCalls(server, "blmove");
+        int received = -1;
+        DravoHandle driverHandle = 0;
+        auto waiting = std::async(std::launch::async, [&] {
+            return driver.run([&] {
+                DravoData request;
+                const int rc = DravoPlus::ReceivePacket("Driver7", request, driverHandle, 500);   // 5 s, scaled
+                received = request.GetSignedIntValue("cmdCode");
+                return rc == DRAVO_OK ? DravoPlus::ReplyPacket(driverHandle, DravoData("CMD_RESPONSE")) : rc;
+            });
+        });
+        std::this_thread::sleep_for(200ms);   // the driver is blocked in its wait by now
+        DravoData request("REMOTE_COMMAND2");
+        request.PutValue("cmdCode", code);
+        DravoHandle handle = 0;
+        ASSERT_EQ(DravoPlus::SendPacket("Driver7", request, handle, 100), DRAVO_OK);
+        ASSERT_EQ(waiting.wait_for(5s), std::future_status::ready);
+        EXPECT_EQ(waiting.get(), DRAVO_OK);
+        EXPECT_EQ(received, code);
+        EXPECT_EQ(driverHandle, handle);
+        DravoData reply;
+        EXPECT_EQ(DravoPlus::WaitReply(handle, reply, 100), DRAVO_OK);
+        EXPECT_STREQ(reply.GetTypeName(), "CMD_RESPONSE");
+        DravoPlus::DisConnect(handle);
+        // The reply was there before the sender asked for it: no wait of its.
+        EXPECT_EQ(commandCalls(server, "blmove"), waits + 1) << "the driver's wait";
+        EXPECT_EQ(commandCalls(server, "blpop"), blpops) << "a wait that took the handle out of the queue";
+        EXPECT_EQ(server.command({"LLEN", "dravo:pq:Driver7"}), "0") << "the handle left the queue with its request";
+    }
+}
+
 // ---- Clients that die ------------------------------------------------------------
 
 TEST_F(RedisBackendTest, DeadDriversTargetAnswersNoReceiverOnceItsPresenceRunsOut)
